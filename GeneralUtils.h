@@ -1,0 +1,231 @@
+#ifndef GENERALUTILS_H
+#define GENERALUTILS_H
+
+// GeneralUtils: string, hash, host, file and process helpers for the engine.
+//
+// Every function is a free function in namespace GeneralUtils. Failure shows in the result
+// ("", false, 0 or "unknown"); the library throws nothing of its own unless a function says
+// so, and exceptions of the string and stream classes (out of memory, too long) pass through.
+// Results belong to the caller, except the const char* ones, which point into storage the
+// library owns. The header compiles as C++11 and later.
+
+#include <cassert>
+#include <cstddef>
+#include <cstdint>
+#include <ios>
+#include <string>
+#include <vector>
+
+#include "os/linux/windefs.h"
+
+// Marks the library's public functions; everything else stays hidden in a shared build.
+#if defined(__GNUC__) || defined(__clang__)
+#define GENERALUTILS_API __attribute__((visibility("default")))
+#else
+#define GENERALUTILS_API
+#endif
+
+// Deletes the object var points to, if any, and sets var to null.
+#define VDELETE_S(var) \
+  do {                 \
+    if (var) {         \
+      delete (var);    \
+      (var) = nullptr; \
+    }                  \
+  } while (0)
+// Deletes the array var points to, if any, and sets var to null.
+#define VDELETE_A(var) \
+  do {                 \
+    if (var) {         \
+      delete[](var);   \
+      (var) = nullptr; \
+    }                  \
+  } while (0)
+// Deletes the object var points to and sets var to null; var must not be null (asserted).
+#define UDELETE_S(var)        \
+  do {                        \
+    assert((var) != nullptr); \
+    delete (var);             \
+    (var) = nullptr;          \
+  } while (0)
+// Deletes the array var points to and sets var to null; var must not be null (asserted).
+#define UDELETE_A(var)        \
+  do {                        \
+    assert((var) != nullptr); \
+    delete[](var);            \
+    (var) = nullptr;          \
+  } while (0)
+
+namespace GeneralUtils {
+
+using namespace std;
+
+// The directory separator, as a string.
+const char DIR_SEPARATOR[] = "/";
+
+// ---------------------------------------------------------------------------
+// Formatting and narrowing
+// No failure of their own; out-of-memory and length errors of the string class pass through.
+// ---------------------------------------------------------------------------
+// fmt filled as by printf. Throws std::length_error when the output cannot fit in INT_MAX
+// bytes, or when vsnprintf keeps failing (an unconvertible %ls, say) until the size would.
+GENERALUTILS_API string sprintfString(const string fmt, ...);
+// Pads str with paddingChar up to num bytes, in front or behind; never shortens str.
+GENERALUTILS_API void padString(string& str, size_t num, bool bInsertFromLeft, char paddingChar);
+// One byte per wide character: the low 8 bits of its code. A null pwch gives "".
+GENERALUTILS_API string wcharToString(WCHAR* pwch);
+// One byte per wide character: the low 8 bits of its code, no translation.
+GENERALUTILS_API string wstringToString(wstring ws);
+
+// ---------------------------------------------------------------------------
+// Cutting and splitting
+// Pure: each works on its own copies of the arguments and cannot fail. A cut never includes
+// the token itself.
+// ---------------------------------------------------------------------------
+// Text before the first sToken; all of sStr if it is absent, "" if sToken is empty.
+GENERALUTILS_API string GetUntilFirstSpecifiedString(string sStr, string sToken);
+// Text before the last sToken; all of sStr if it is absent or sToken is empty.
+GENERALUTILS_API string GetUntilLastSpecifiedString(string sStr, string sToken);
+// Text behind the first sToken; "" if it is absent or either argument is empty.
+GENERALUTILS_API string GetTailAfterFirstSpecifiedString(string sStr, string sToken);
+// Text behind the last sToken; "" if it is absent or either argument is empty.
+GENERALUTILS_API string GetTailAfterLastSpecifiedString(string sStr, string sToken);
+// Text before the first '\r' anywhere in sStr; failing that, before the first '\n';
+// failing that, all of sStr.
+GENERALUTILS_API string GetUntilFirstEndOfLine(string sStr);
+// Fields between separators, empty ones kept: n separators give n + 1 fields ("" gives {""}).
+GENERALUTILS_API vector<string> splitString(string s, char seperator);
+
+// ---------------------------------------------------------------------------
+// URL encoding
+// ---------------------------------------------------------------------------
+// value percent-encoded: bytes that are isalnum in the current C locale and "-_.~" stay
+// plain, every other byte becomes '%' and two upper-case hex digits (a blank is "%20").
+GENERALUTILS_API string EncodeURL(const string& value);
+
+// ---------------------------------------------------------------------------
+// Call-chain analysis
+// Works on the characters of the text alone, as the preprocessor's #x renders an expression.
+// ---------------------------------------------------------------------------
+// Sets sFirstFunctionName to the first called function's name with its '(' ("ns::f<int>(")
+// and returns 1 + the number of its occurrences that start two or more bytes behind that '('
+// (any substring hit counts: "barfoo(" for "foo("). The text is read with blanks dropped,
+// except one behind a comma, and with a blank between two touching '>'. A text with no '('
+// gives "" and its normalised length + 1. Throws std::length_error, leaving
+// sFirstFunctionName as it was, when the text starts with '(' and no '(' follows that run.
+GENERALUTILS_API UINT GetFirstFunctionNameAndCount(const string& sChainCall,
+                                                   string& sFirstFunctionName);
+
+// ---------------------------------------------------------------------------
+// Hashes
+// None is cryptographic. They read only what they are given and cannot fail.
+// ---------------------------------------------------------------------------
+// 16-bit sum of str[0..len): even elements added plain, odd ones shifted left by 8, only the
+// low 16 bits of each counting. Defined for T = unsigned char and T = unsigned int only;
+// str may be null only when len is 0.
+template <typename T>
+GENERALUTILS_API unsigned short getStrHash(T* str, unsigned short len);
+extern template unsigned short getStrHash<unsigned char>(unsigned char*, unsigned short);
+extern template unsigned short getStrHash<unsigned int>(unsigned int*, unsigned short);
+// CRC-32C (Castagnoli) of buf[0..len), continuing from crc: 0 starts a new checksum, and a
+// previous result continues it. buf may be null only when len is 0.
+GENERALUTILS_API uint32_t crc32c(uint32_t crc, const unsigned char* buf, size_t len);
+// Exactly 8 characters: the place-weighted byte sum in decimal, '0'-padded on the right and
+// cut to 8 ("abc" gives "59000000"; a negative sum keeps its '-').
+GENERALUTILS_API string Create8CharacterHash(string text);
+
+// ---------------------------------------------------------------------------
+// Host facts and fingerprint
+// Nothing here reports an error: an unreadable part gives "unknown", "" or 0.
+// ---------------------------------------------------------------------------
+// "System: <sysname>, Release: <release>, Version: <version>"; on failure prints
+// perror("uname") and gives "".
+GENERALUTILS_API string GetOS_Name();
+// The node name, or "unknown". The text lives in a record of this function's own for the
+// whole process. Concurrent calls are safe: the record is rewritten, under a lock, only when
+// the node name has changed, so a caller's text changes under it only if the host is renamed.
+GENERALUTILS_API const char* getHostName();
+// The node name again (not the machine type), from a record of its own, or "unknown";
+// the same lifetime and thread rules as getHostName.
+GENERALUTILS_API const char* getMachineDetails();
+// The 16-bit sum hash of getMachineDetails' text, its bytes taken as unsigned.
+GENERALUTILS_API unsigned short getMachineDetailsHash();
+// Sum, wrapping at 16 bits, of the hashes of the hardware addresses of the first two
+// interfaces (in the kernel's list of IPv4 interfaces, loopback included) whose flags and
+// hardware address can be read; 0 when there is none or the list cannot be read.
+GENERALUTILS_API unsigned short getMacHash();
+// Up to 9 decimal digits identifying this machine, computed afresh on every call.
+GENERALUTILS_API string GetSystemFingerprint();
+// GetSystemFingerprint, computed once per process (again on the next call if it threw);
+// every call returns the same pointer, valid until the process exits.
+GENERALUTILS_API const char* GetSystemFingerprintCStr();
+
+// ---------------------------------------------------------------------------
+// CID file
+// The CID is the first line of the file ".did"; the library reads it and never writes it.
+// ---------------------------------------------------------------------------
+// "<directory of the running executable>/.did"; "/.did" if the executable cannot be read.
+GENERALUTILS_API string getCidFilePath();
+// First line of installDir + "/.did" (of getCidFilePath() when installDir is empty), a
+// trailing '\r' kept; "" when the file is missing, unreadable, a directory or empty.
+GENERALUTILS_API string GetCidFromFile(string installDir);
+
+// ---------------------------------------------------------------------------
+// Paths
+// Answers are false or "" on any failure; errno is left as the system call set it. A path
+// holding a NUL byte names no file, so it gets false.
+// ---------------------------------------------------------------------------
+// True if sDir is a directory (links followed). One trailing '/' or '\\' is ignored; a lone
+// "/" or "\\" is kept as it is, so "/" is the root directory.
+GENERALUTILS_API bool DirectoryExists(string sDir);
+// True if stat() succeeds on sFileName (any file type, symbolic links followed).
+GENERALUTILS_API bool FileExists(const string& sFileName);
+// True if access(W_OK) succeeds on sDir, a file or a directory.
+GENERALUTILS_API bool IsFileOrDirWritable(string sDir);
+// sFolder + "/" + sFileName; no '/' added when sFolder is empty or already ends in '/'.
+GENERALUTILS_API string AppendFileName(const string& sFolder, const string& sFileName);
+// Directory of the running executable without a trailing '/'; "" if it cannot be read or
+// the executable sits in "/".
+GENERALUTILS_API string GetExeDir();
+// "/var/tmp", fixed: no environment variable is read and nothing is checked.
+GENERALUTILS_API string GetTempFolder();
+
+// ---------------------------------------------------------------------------
+// File contents
+// Whole files through binary streams, never read into memory whole. Directories are not
+// files here: they cannot be sized, compared or copied.
+// ---------------------------------------------------------------------------
+// Size in bytes. Throws std::runtime_error("Cannot open file: ") when the file cannot be
+// opened or is a directory.
+GENERALUTILS_API streampos FileSize(const string& sFileName);
+// True if both files open and hold the same bytes; a file that cannot be opened or read
+// counts as a difference, even compared with itself.
+GENERALUTILS_API bool CompareFiles(const string& file1, const string& file2);
+// Replaces dest_file's content by srce_file's; reports nothing. dest_file is left as it was
+// when srce_file cannot be opened or is a directory, and when both name the same file (also
+// through a link). A failure half-way (disk full) leaves dest_file with what was written.
+GENERALUTILS_API void copyFileWr(string srce_file, string dest_file);
+// Always "": the library keeps no text for the last error.
+GENERALUTILS_API string GetLastErrorAsString();
+
+// ---------------------------------------------------------------------------
+// Commands and console
+// Blocking calls on the caller's thread; exit statuses and read errors are not reported.
+// ---------------------------------------------------------------------------
+// Everything cmd prints on its standard output (run by "sh -c"), until end of output or a
+// read error; "" if cmd is null or cannot be started. A NUL byte drops the rest of the
+// (at most 127-byte) piece it arrives in.
+GENERALUTILS_API string execCommandAndSaveOutput(const char* cmd);
+// Reads and drops standard input up to and including the next '\n', or to end of input.
+GENERALUTILS_API void clean_stdin();
+// Reads one line of at most nMaxLenIncludingTerminatingNull - 1 bytes into input and drops
+// its '\n'. input always ends up NUL-terminated: "" at end of input or on a read error;
+// nothing is read or written when input is null or the limit is 0 or less.
+GENERALUTILS_API void readLine(char* input, int nMaxLenIncludingTerminatingNull);
+// readLine into a buffer of the given size, as a string; "" and nothing read for a limit
+// of 0 or less. Text behind a NUL byte in the line is lost.
+GENERALUTILS_API string readLineToStdString(int nMaxLenIncludingTerminatingNull);
+
+}  // namespace GeneralUtils
+
+#endif  // GENERALUTILS_H
