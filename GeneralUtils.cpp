@@ -464,7 +464,7 @@ string AppendFileName(const string& sFolder, const string& sFileName) {
 }
 
 string GetExeDir() {
-  const string exe = readExePath();
+  string exe = readExePath();
   if (exe.empty()) return exe;
   return GetUntilLastSpecifiedString(exe, "/");
 }
@@ -538,7 +538,7 @@ void copyFileWr(string srce_file, string dest_file) {
 
   // Large stream buffers cut the number of system calls; they are set before opening,
   // where a file buffer accepts them.
-  const size_t kBuffer = 64 * 1024;
+  const size_t kBuffer = size_t{64} * 1024;
   vector<char> srceBuffer(kBuffer);
   vector<char> destBuffer(kBuffer);
   ifstream srce;
@@ -564,7 +564,7 @@ string execCommandAndSaveOutput(const char* cmd) {
   FILE* pipe = ::popen(cmd, "r");
   if (pipe == nullptr) return result;
   // A larger stdio buffer means fewer reads from the pipe; the pieces stay 127 bytes.
-  setvbuf(pipe, nullptr, _IOFBF, 64 * 1024);
+  setvbuf(pipe, nullptr, _IOFBF, size_t{64} * 1024);
   char buffer[128];
   try {
     while (!feof(pipe)) {
