@@ -1,0 +1,53 @@
+// The generalutils tool's shared frame: the parsed arguments, exit statuses and output helpers.
+#ifndef GENERALUTILS_TOOLS_COMMANDS_H
+#define GENERALUTILS_TOOLS_COMMANDS_H
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace gutool {
+
+// Exit statuses. False and failed share 1, as in test(1) and cmp(1); 2 is a usage error.
+constexpr int kOk = 0;
+constexpr int kFalse = 1;
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+// Values from the command line. Only one subcommand parses per run, so they share one store.
+struct Args {
+  std::string text, token, mode, path, other;
+  std::vector<std::string> files;
+  bool json = false;
+  bool nul = false;
+  int limit = 4096;
+};
+
+struct Tool {
+  CLI::App app{"String, hash, host, file and process helpers of GeneralUtils", "generalutils"};
+  Args args;
+  int status = kOk;
+
+  // Runs action once the whole command line has parsed; its result is the exit status.
+  void action(CLI::App* command, std::function<int()> run) {
+    command->callback([this, run = std::move(run)] { status = run(); });
+  }
+};
+
+// Bytes go out exactly as given: no locale, no conversion. line() adds a '\n'.
+void out(const std::string& bytes);
+void line(const std::string& bytes);
+// "generalutils: <message>" on standard error, always as one line.
+void complain(std::string message);
+// Four upper-case hex digits, the way the library prints its 16-bit hashes.
+std::string hex4(unsigned short value);
+
+void addTextCommands(Tool& t);
+void addFileCommands(Tool& t);
+void addSystemCommands(Tool& t);
+
+}  // namespace gutool
+
+#endif  // GENERALUTILS_TOOLS_COMMANDS_H
