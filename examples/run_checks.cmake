@@ -1,0 +1,110 @@
+# The packaging checks that ctest runs, as `cmake -DMODE=<mode> ... -P run_checks.cmake`:
+#   install   BUILD_DIR PREFIX FILES [TOOL]: a fresh install; FILES (':'-separated, relative
+#             to PREFIX) must be there, and the installed TOOL must run.
+#   consumer  VIA SOURCE_DIR BINARY_DIR PREFIX PKG_CONFIG_PATH LIB_SOURCE_DIR GENERATOR CXX
+#             BUILD_TYPE SHARED CXX_FLAGS LINKER_FLAGS: configure, build and run
+#             examples/consumer.
+#   exports   LIB NM CXXFILT: the dynamic symbols are the public functions, no more, no less.
+#   output    PROGRAM EXPECTED: the program's standard output is the file's text exactly.
+# A failure ends in message(FATAL_ERROR), which ctest catches as "CMake Error" even where the
+# test also matches a PASS_REGULAR_EXPRESSION.
+
+# Runs a command quietly and shows what it printed only when it fails.
+function(run_quietly what)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out)
+  if(NOT rc EQUAL 0)
+    message("${out}")
+    message(FATAL_ERROR "${what} failed (${rc})")
+  endif()
+endfunction()
+
+if(MODE STREQUAL "install")
+  file(REMOVE_RECURSE ${PREFIX})
+  run_quietly("cmake --install" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${PREFIX})
+  string(REPLACE ":" ";" files "${FILES}")
+  foreach(f IN LISTS files)
+    if(NOT EXISTS ${PREFIX}/${f})
+      message(FATAL_ERROR "not installed: ${f}")
+    endif()
+  endforeach()
+  # The installed tool must start from the prefix, a shared library beside it included.
+  if(TOOL)
+    run_quietly("installed ${TOOL} --version" ${PREFIX}/${TOOL} --version)
+  endif()
+
+elseif(MODE STREQUAL "consumer")
+  # The pkg-config consumer must find the library through the .pc file alone.
+  if(VIA STREQUAL "pkg-config")
+    find_program(pkg_config NAMES pkg-config pkgconf)
+    if(NOT pkg_config)
+      message("SKIP: no pkg-config on this machine (Debian package pkgconf)")
+      return()
+    endif()
+    set(ENV{PKG_CONFIG_PATH} ${PKG_CONFIG_PATH})
+    set(prefix_path "")
+  else()
+    set(prefix_path ${PREFIX})
+  endif()
+  file(REMOVE_RECURSE ${BINARY_DIR})
+  run_quietly("configure" ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${BINARY_DIR} -G ${GENERATOR}
+    -DGENERALUTILS_CONSUME=${VIA} -DGENERALUTILS_SOURCE_DIR=${LIB_SOURCE_DIR}
+    -DCMAKE_PREFIX_PATH=${prefix_path} -DCMAKE_CXX_COMPILER=${CXX}
+    -DCMAKE_BUILD_TYPE=${BUILD_TYPE} -DBUILD_SHARED_LIBS=${SHARED}
+    "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${LINKER_FLAGS}"
+    "-DCMAKE_SHARED_LINKER_FLAGS=${LINKER_FLAGS}")
+  run_quietly("build" ${CMAKE_COMMAND} --build ${BINARY_DIR})
+  execute_process(COMMAND ${BINARY_DIR}/consumer RESULT_VARIABLE rc)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "consumer exited with ${rc}")
+  endif()
+
+elseif(MODE STREQUAL "exports")
+  set(expected
+    sprintfString padString wcharToString wstringToString
+    GetUntilFirstSpecifiedString GetUntilLastSpecifiedString GetTailAfterFirstSpecifiedString
+    GetTailAfterLastSpecifiedString GetUntilFirstEndOfLine splitString
+    EncodeURL GetFirstFunctionNameAndCount
+    "getStrHash<unsigned char>" "getStrHash<unsigned int>" crc32c Create8CharacterHash
+    GetOS_Name getHostName getMachineDetails getMachineDetailsHash getMacHash
+    GetSystemFingerprint GetSystemFingerprintCStr getCidFilePath GetCidFromFile
+    DirectoryExists FileExists IsFileOrDirWritable AppendFileName GetExeDir GetTempFolder
+    FileSize CompareFiles copyFileWr GetLastErrorAsString
+    execCommandAndSaveOutput clean_stdin readLine readLineToStdString)
+  execute_process(COMMAND ${NM} -D --defined-only ${LIB} COMMAND ${CXXFILT}
+    RESULT_VARIABLE rc OUTPUT_VARIABLE symbols ERROR_VARIABLE err)
+  if(NOT rc EQUAL 0 OR symbols STREQUAL "")
+    message(FATAL_ERROR "nm | c++filt on ${LIB} failed (${rc}): ${err}")
+  endif()
+  string(REGEX REPLACE "\n$" "" symbols "${symbols}")
+  string(REPLACE ";" "\\;" symbols "${symbols}")
+  string(REPLACE "\n" ";" symbols "${symbols}")
+  # "<address> <type> <symbol>"; a template instance shows its return type first.
+  set(public "^[0-9a-f]+ [TW] ([a-z ]+ )?GeneralUtils::([A-Za-z0-9_]+(<[a-z ]+>)?)")
+  set(found "")
+  foreach(line IN LISTS symbols)
+    if(NOT line MATCHES "${public}(\\[abi:cxx11\\])?\\(")
+      message(FATAL_ERROR "exported but not a public function: ${line}")
+    endif()
+    list(APPEND found "${CMAKE_MATCH_2}")
+  endforeach()
+  set(missing ${expected})
+  list(REMOVE_ITEM missing ${found})
+  set(extra ${found})
+  list(REMOVE_ITEM extra ${expected})
+  if(missing OR extra)
+    message(FATAL_ERROR "not exported: ${missing}\nnot expected: ${extra}")
+  endif()
+  list(LENGTH found n)
+  message("${n} exported functions, all in namespace GeneralUtils")
+
+elseif(MODE STREQUAL "output")
+  execute_process(COMMAND ${PROGRAM} RESULT_VARIABLE rc OUTPUT_VARIABLE actual)
+  file(READ ${EXPECTED} expected)
+  if(NOT rc EQUAL 0 OR NOT actual STREQUAL expected)
+    message(FATAL_ERROR "exit status ${rc}; output:\n${actual}\nexpected:\n${expected}")
+  endif()
+  message("${actual}")
+
+else()
+  message(FATAL_ERROR "unknown MODE '${MODE}'")
+endif()
