@@ -170,27 +170,29 @@ string EncodeURL(const string& value) {
 // Call-chain analysis
 // ---------------------------------------------------------------------------
 UINT GetFirstFunctionNameAndCount(const string& sChainCall, string& sFirstFunctionName) {
-  // Each '>' may gain a blank in front, so this is room enough for the walk.
-  string s;
-  s.reserve(sChainCall.size() +
-            static_cast<size_t>(count(sChainCall.begin(), sChainCall.end(), '>')));
-  // "previous" is always the previous character of sChainCall, kept or dropped.
+  // A character gains at most one blank in front, so twice the length is room enough: one
+  // allocation, and the walk writes through a pointer instead of growing the string.
+  string s(2 * sChainCall.size(), '\0');
+  char* out = &s[0];
+  // "previous" is always the previous character of sChainCall, kept or dropped; the NUL
+  // before the first one matches neither ',' nor '>'.
   char previous = '\0';
-  bool hasPrevious = false;
   for (const char c : sChainCall) {
     if (c == ' ') {
-      if (hasPrevious && previous == ',') s.push_back(' ');
+      if (previous == ',') *out++ = ' ';
     } else {
-      if (c == '>' && hasPrevious && previous == '>') s.push_back(' ');
-      s.push_back(c);
+      if (c == '>' && previous == '>') *out++ = ' ';
+      *out++ = c;
     }
     previous = c;
-    hasPrevious = true;
   }
+  s.resize(static_cast<size_t>(out - s.data()));
 
   // The engine's invoke macros call through a wrapper whose text hides the real function.
-  if (s.find("templates.__funcTemplate<decltype") != string::npos ||
-      s.find("__func.__funcTemplate<") != string::npos) {
+  // Both spellings hold "__funcTemplate<", whose rare first byte makes a cheap first test.
+  if (s.find("__funcTemplate<") != string::npos &&
+      (s.find("templates.__funcTemplate<decltype") != string::npos ||
+       s.find("__func.__funcTemplate<") != string::npos)) {
     sFirstFunctionName = "__funcTemplate<";
     return 1;
   }
@@ -253,9 +255,10 @@ uint32_t crc32c(uint32_t crc, const unsigned char* buf, size_t len) {
   for (size_t i = 0; i < len; ++i) {
     crc ^= buf[i];
     for (int k = 0; k < 8; ++k) {
-      // All ones when the low bit is set: the XOR with POLY needs no branch.
-      const uint32_t mask = 0u - (crc & 1u);
-      crc = (crc >> 1) ^ (POLY & mask);
+      // Both outcomes are ready after the shift and the low bit selects one: compilers emit a
+      // conditional move, so no branch depends on the data, and the chain per bit is one
+      // operation shorter than building an all-ones mask from the low bit.
+      crc = (crc & 1u) != 0 ? (crc >> 1) ^ POLY : crc >> 1;
     }
   }
   return ~crc;
@@ -561,10 +564,12 @@ string GetLastErrorAsString() { return string(); }
 string execCommandAndSaveOutput(const char* cmd) {
   string result;
   if (cmd == nullptr) return result;
+  // A larger stdio buffer means fewer reads from the pipe; the pieces stay 127 bytes. glibc
+  // takes a size only together with a buffer, and this one outlives every pclose below.
+  vector<char> pipeBuffer(size_t{64} * 1024);
   FILE* pipe = ::popen(cmd, "r");
   if (pipe == nullptr) return result;
-  // A larger stdio buffer means fewer reads from the pipe; the pieces stay 127 bytes.
-  setvbuf(pipe, nullptr, _IOFBF, size_t{64} * 1024);
+  setvbuf(pipe, pipeBuffer.data(), _IOFBF, pipeBuffer.size());
   char buffer[128];
   try {
     while (!feof(pipe)) {
