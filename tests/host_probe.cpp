@@ -20,7 +20,6 @@ using namespace GeneralUtils;
 int main(int argc, char** argv) {
   const std::string mode = argc > 1 ? argv[1] : "";
   if (mode == "--writable" && argc > 2) {
-    errno = 0;
     const bool writable = IsFileOrDirWritable(argv[2]);
     printf("%d %d\n", writable ? 1 : 0, errno);
   } else if (mode == "--exe") {
@@ -44,5 +43,4 @@ int main(int argc, char** argv) {
     printf("mac=%u host=%s details=%u fingerprint=%s\n", getMacHash(), getHostName(),
            getMachineDetailsHash(), GetSystemFingerprint().c_str());
   }
-  return 0;
 }

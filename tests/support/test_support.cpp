@@ -1,13 +1,12 @@
 #include "test_support.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -17,75 +16,59 @@ namespace gutest {
 
 namespace {
 
-void pipeOrDie(int fds[2]) {
-  if (::pipe2(fds, O_CLOEXEC) != 0) throw std::runtime_error("pipe2 failed");
+// Everything a file descriptor holds, from the start.
+std::string slurp(int fd) {
+  std::string all;
+  char buf[65536];
+  ::lseek(fd, 0, SEEK_SET);
+  for (ssize_t n; (n = ::read(fd, buf, sizeof(buf))) != 0;) {
+    if (n > 0) all.append(buf, static_cast<size_t>(n));
+    if (n < 0 && errno != EINTR) break;
+  }
+  return all;
 }
 
 }  // namespace
 
 RunResult run(const std::vector<std::string>& argv, const std::string& input) {
-  int in[2], out[2], err[2];
-  pipeOrDie(in);
-  pipeOrDie(out);
-  pipeOrDie(err);
+  // Output goes to unlinked temp files, which never fill up: the child can't block on them
+  // while this side is still writing its input.
+  FILE* out = std::tmpfile();
+  FILE* err = std::tmpfile();
+  int in[2];
+  if (out == nullptr || err == nullptr || ::pipe2(in, O_CLOEXEC) != 0) {
+    throw std::runtime_error("cannot set up a child's standard streams");
+  }
   std::vector<char*> args;
   for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
   args.push_back(nullptr);
 
   const pid_t pid = ::fork();
-  if (pid < 0) throw std::runtime_error("fork failed");
   if (pid == 0) {
     ::dup2(in[0], 0);
-    ::dup2(out[1], 1);
-    ::dup2(err[1], 2);
+    ::dup2(fileno(out), 1);
+    ::dup2(fileno(err), 2);
     ::execvp(args[0], args.data());
     _exit(127);
   }
   ::close(in[0]);
-  ::close(out[1]);
-  ::close(err[1]);
-
-  // The child may not read its input at all, so a write into a closed pipe is not an error.
+  // A child that exits without reading all its input is not an error here.
   ::signal(SIGPIPE, SIG_IGN);
-  RunResult r;
-  size_t written = 0;
-  int inFd = in[1];
-  if (input.empty()) {
-    ::close(inFd);
-    inFd = -1;
+  for (size_t done = 0; pid > 0 && done < input.size();) {
+    const ssize_t n = ::write(in[1], input.data() + done, input.size() - done);
+    if (n < 0 && errno != EINTR) break;
+    if (n > 0) done += static_cast<size_t>(n);
   }
-  pollfd fds[3] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}, {inFd, POLLOUT, 0}};
-  std::string* sinks[2] = {&r.out, &r.err};
-  while (fds[0].fd >= 0 || fds[1].fd >= 0) {
-    if (::poll(fds, 3, -1) < 0) {
-      if (errno == EINTR) continue;
-      throw std::runtime_error("poll failed");
-    }
-    for (int i = 0; i < 2; ++i) {
-      if (fds[i].fd < 0 || fds[i].revents == 0) continue;
-      char buf[65536];
-      const ssize_t n = ::read(fds[i].fd, buf, sizeof(buf));
-      if (n > 0) {
-        sinks[i]->append(buf, static_cast<size_t>(n));
-      } else if (n == 0 || errno != EINTR) {
-        ::close(fds[i].fd);
-        fds[i].fd = -1;
-      }
-    }
-    if (fds[2].fd >= 0 && fds[2].revents != 0) {
-      const ssize_t n = ::write(fds[2].fd, input.data() + written, input.size() - written);
-      if (n > 0) written += static_cast<size_t>(n);
-      if ((n < 0 && errno != EINTR) || written == input.size()) {
-        ::close(fds[2].fd);
-        fds[2].fd = -1;
-      }
-    }
-  }
-  if (fds[2].fd >= 0) ::close(fds[2].fd);
+  ::close(in[1]);  // end of input for the child
   int status = 0;
-  while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  while (pid > 0 && ::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
-  r.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  RunResult r;
+  r.status = pid < 0 ? -1 : WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  r.out = slurp(fileno(out));
+  r.err = slurp(fileno(err));
+  std::fclose(out);
+  std::fclose(err);
   return r;
 }
 
