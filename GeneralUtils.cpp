@@ -41,9 +41,10 @@ string formatInto(const string& fmt, va_list ap) {
   const long long first = (static_cast<long long>(fmt.size()) + 25) * 2;
   if (first > INT_MAX) throw length_error("sprintfString: format too long");
   int size = static_cast<int>(first);
-  string str;
+  // Constructed at its first size rather than resized from empty: the cheaper path for the
+  // short texts that make up most calls.
+  string str(static_cast<size_t>(size), '\0');
   for (;;) {
-    str.resize(static_cast<size_t>(size));
     va_list pass;
     va_copy(pass, ap);
     const int n = vsnprintf(&str[0], static_cast<size_t>(size), fmt.c_str(), pass);
@@ -56,6 +57,7 @@ string formatInto(const string& fmt, va_list ap) {
     const long long next = n >= 0 ? static_cast<long long>(n) + 1 : 2LL * size;
     if (next > INT_MAX) throw length_error("sprintfString: output longer than INT_MAX bytes");
     size = static_cast<int>(next);
+    str.resize(static_cast<size_t>(size));
   }
 }
 
