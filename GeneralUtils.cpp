@@ -1,5 +1,6 @@
 #include "GeneralUtils.h"
 
+#include <fcntl.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -8,19 +9,20 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <memory>
 #include <mutex>
 #include <sstream>
 #include <stdexcept>
-#if defined(__x86_64__) || defined(__i386__)
+#if defined(__x86_64__)
 #include <cpuid.h>
+#include <nmmintrin.h>
 #endif
 
 namespace GeneralUtils {
@@ -47,12 +49,18 @@ string formatInto(const string& fmt, va_list ap) {
   for (;;) {
     va_list pass;
     va_copy(pass, ap);
+    errno = 0;
     const int n = vsnprintf(&str[0], static_cast<size_t>(size), fmt.c_str(), pass);
+    const int error = errno;
     va_end(pass);
     if (n >= 0 && n < size) {
       str.resize(static_cast<size_t>(n));
       return str;
     }
+    // A C library that fails for want of room returns -1 and leaves errno alone; one that
+    // sets it (EILSEQ for an unconvertible wide character, EOVERFLOW) fails the same way at
+    // any size, so growing would only burn memory up to INT_MAX.
+    if (n < 0 && error != 0) throw length_error("sprintfString: vsnprintf failed");
     // vsnprintf reports at most INT_MAX, so n + 1 and 2 * size are computed in 64 bits.
     const long long next = n >= 0 ? static_cast<long long>(n) + 1 : 2LL * size;
     if (next > INT_MAX) throw length_error("sprintfString: output longer than INT_MAX bytes");
@@ -252,7 +260,7 @@ unsigned short getStrHash(T* str, unsigned short len) {
 template unsigned short getStrHash<unsigned char>(unsigned char*, unsigned short);
 template unsigned short getStrHash<unsigned int>(unsigned int*, unsigned short);
 
-uint32_t crc32c(uint32_t crc, const unsigned char* buf, size_t len) {
+uint32_t crc32cBitwise(uint32_t crc, const unsigned char* buf, size_t len) {
   crc = ~crc;
   for (size_t i = 0; i < len; ++i) {
     crc ^= buf[i];
@@ -264,6 +272,85 @@ uint32_t crc32c(uint32_t crc, const unsigned char* buf, size_t len) {
     }
   }
   return ~crc;
+}
+
+namespace {
+
+// Polynomials modulo POLY in the CRC's reflected form: bit 31 holds x^0, bit 0 holds x^31.
+// a * b mod POLY, one bit of a at a time. a is always one of the constants below, so the
+// branch follows the same pattern on every call and costs nothing once predicted.
+constexpr uint32_t multModPoly(uint32_t a, uint32_t b) {
+  uint32_t product = 0;
+  for (int i = 31; i >= 0; --i) {
+    if ((a >> i) & 1u) product ^= b;
+    b = (b & 1u) != 0 ? (b >> 1) ^ POLY : b >> 1;  // b *= x
+  }
+  return product;
+}
+
+// x^n mod POLY, by squaring.
+constexpr uint32_t xPowModPoly(uint64_t n) {
+  uint32_t result = 1u << 31;  // x^0
+  uint32_t square = 1u << 30;  // x^1
+  for (; n != 0; n >>= 1) {
+    if (n & 1) result = multModPoly(square, result);
+    square = multModPoly(square, square);
+  }
+  return result;
+}
+
+#if defined(__x86_64__)
+
+// The long inputs run as three independent chains over adjacent lanes: the crc32
+// instruction takes three cycles but can start every cycle, so three chains keep it busy.
+// Feeding n zero bytes to a register multiplies it by x^(8n), which is how the lanes are
+// joined. The two multipliers are computed by the compiler, so no table is needed.
+constexpr size_t kLane = 4096;
+constexpr uint32_t kShiftLane = xPowModPoly(8 * kLane);
+constexpr uint32_t kShiftTwoLanes = xPowModPoly(16 * kLane);
+static_assert(kLane % 8 == 0, "lanes hold whole 8-byte words");
+
+inline uint64_t load64(const unsigned char* p) {
+  uint64_t v;
+  memcpy(&v, p, sizeof(v));
+  return v;
+}
+
+__attribute__((target("sse4.2"))) uint32_t crc32cHardware(uint32_t crc, const unsigned char* p,
+                                                           size_t len) {
+  uint64_t c = ~crc;
+  for (; len > 0 && (reinterpret_cast<uintptr_t>(p) & 7) != 0; --len) c = _mm_crc32_u8(c, *p++);
+  for (; len >= 3 * kLane; len -= 3 * kLane, p += 3 * kLane) {
+    uint64_t a = c, b = 0, d = 0;
+    for (size_t i = 0; i < kLane; i += 8) {
+      a = _mm_crc32_u64(a, load64(p + i));
+      b = _mm_crc32_u64(b, load64(p + kLane + i));
+      d = _mm_crc32_u64(d, load64(p + 2 * kLane + i));
+    }
+    c = multModPoly(kShiftTwoLanes, static_cast<uint32_t>(a)) ^
+        multModPoly(kShiftLane, static_cast<uint32_t>(b)) ^ static_cast<uint32_t>(d);
+  }
+  for (; len >= 8; len -= 8, p += 8) c = _mm_crc32_u64(c, load64(p));
+  for (; len > 0; --len) c = _mm_crc32_u8(c, *p++);
+  return ~static_cast<uint32_t>(c);
+}
+
+bool processorHasCrc32() {
+  unsigned int eax = 0, ebx = 0, ecx = 0, edx = 0;
+  return __get_cpuid(1, &eax, &ebx, &ecx, &edx) != 0 && (ecx & bit_SSE4_2) != 0;
+}
+
+#endif
+
+}  // namespace
+
+uint32_t crc32c(uint32_t crc, const unsigned char* buf, size_t len) {
+#if defined(__x86_64__)
+  // Asked once per process; the run-time's guard makes the first call thread-safe.
+  static const bool hardware = processorHasCrc32();
+  if (hardware) return crc32cHardware(crc, buf, len);
+#endif
+  return crc32cBitwise(crc, buf, len);
 }
 
 string Create8CharacterHash(string text) {
@@ -295,16 +382,41 @@ class FdGuard {
   int fd_;
 };
 
-// Refreshes a shared utsname record from a fresh uname() call. The record is written only
-// when the node name has changed, so callers still reading it race with nothing unless the
-// host is renamed meanwhile.
-const char* sharedNodeName(struct utsname& u, mutex& lock) {
-  struct utsname fresh;
-  if (::uname(&fresh) < 0) return "unknown";
-  lock_guard<mutex> guard(lock);
-  if (strcmp(u.nodename, fresh.nodename) != 0) u = fresh;
-  return u.nodename;
-}
+// The node-name records of one function. Each distinct node name gets a record that is
+// written once, before it is published, and then never changed or freed: a caller may read
+// a text it was given for as long as the process lives, while the host is renamed and other
+// threads look up other names. The newest name is at the head, so the usual lookup is one
+// comparison with no lock.
+class NodeNames {
+ public:
+  const char* current() {
+    struct utsname fresh;
+    if (::uname(&fresh) < 0) return "unknown";
+    if (const char* known = find(fresh.nodename)) return known;
+    lock_guard<mutex> guard(lock_);
+    // Another thread may have published the name since the look above.
+    if (const char* known = find(fresh.nodename)) return known;
+    const Record* record = new Record{fresh, head_.load(memory_order_relaxed)};
+    head_.store(record, memory_order_release);
+    return record->u.nodename;
+  }
+
+ private:
+  struct Record {
+    struct utsname u;
+    const Record* next;
+  };
+
+  const char* find(const char* nodename) const {
+    for (const Record* r = head_.load(memory_order_acquire); r != nullptr; r = r->next) {
+      if (strcmp(r->u.nodename, nodename) == 0) return r->u.nodename;
+    }
+    return nullptr;
+  }
+
+  atomic<const Record*> head_{nullptr};
+  mutex lock_;
+};
 
 }  // namespace
 
@@ -326,29 +438,39 @@ string GetOS_Name() {
   return sprintfString("System: %s, Release: %s, Version: %s", u.sysname, u.release, u.version);
 }
 
+// The records are never destroyed: a thread may still ask while the process exits.
 const char* getHostName() {
-  static struct utsname u;
-  static mutex lock;
-  return sharedNodeName(u, lock);
+  static NodeNames& names = *new NodeNames;
+  return names.current();
 }
 
 const char* getMachineDetails() {
-  static struct utsname u;
-  static mutex lock;
-  return sharedNodeName(u, lock);
+  static NodeNames& names = *new NodeNames;
+  return names.current();
 }
 
-unsigned short getMachineDetailsHash() {
-  const char* details = getMachineDetails();
-  return sumHash(reinterpret_cast<const unsigned char*>(details), strlen(details));
+namespace {
+
+unsigned short textHash(const char* text) {
+  return sumHash(reinterpret_cast<const unsigned char*>(text), strlen(text));
 }
 
-unsigned short getMacHash() {
+}  // namespace
+
+unsigned short getMachineDetailsHash() { return textHash(getMachineDetails()); }
+
+namespace {
+
+// The walk over the kernel's list of IPv4 interfaces. The first two records whose flags and
+// hardware address can be read count; the walk ends behind the second unless `all` asks for
+// every record. Gives the sum of the two hashes, wrapping at 16 bits.
+unsigned short macWalk(vector<MacInterface>* all) {
   unsigned short mac1 = 0;
   unsigned short mac2 = 0;
   bool foundMac1 = false;
+  bool mac2Found = false;
 
-  const int sock = ::socket(AF_INET, SOCK_DGRAM, 0);
+  const int sock = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (sock < 0) return 0;
   FdGuard sockGuard(sock);  // closes on every return below; close() is never retried
 
@@ -364,31 +486,57 @@ unsigned short getMacHash() {
   const size_t records = static_cast<size_t>(conf.ifc_len) / sizeof(struct ifreq);
   for (size_t i = 0; i < records; ++i) {
     struct ifreq* it = &ifconfbuf[i];
+    MacInterface seen = {string(it->ifr_name, strnlen(it->ifr_name, IFNAMSIZ)), false, {}, 0,
+                         false};
     // The flags are not looked at: loopback takes a place like any other interface.
-    if (::ioctl(sock, SIOCGIFFLAGS, it) < 0) continue;
-    if (::ioctl(sock, SIOCGIFHWADDR, it) < 0) continue;
-    unsigned char* hw = reinterpret_cast<unsigned char*>(it->ifr_hwaddr.sa_data);
-    if (!foundMac1) {
-      mac1 = getStrHash<unsigned char>(hw, 6);
-      foundMac1 = true;
-    } else {
-      mac2 = getStrHash<unsigned char>(hw, 6);
+    seen.hasAddress =
+        ::ioctl(sock, SIOCGIFFLAGS, it) >= 0 && ::ioctl(sock, SIOCGIFHWADDR, it) >= 0;
+    bool second = false;
+    if (seen.hasAddress) {
+      unsigned char* hw = reinterpret_cast<unsigned char*>(it->ifr_hwaddr.sa_data);
+      memcpy(seen.address, hw, sizeof(seen.address));
+      seen.hash = getStrHash<unsigned char>(hw, 6);
+      if (!foundMac1) {
+        mac1 = seen.hash;
+        foundMac1 = seen.counted = true;
+      } else if (!mac2Found) {
+        mac2 = seen.hash;
+        mac2Found = second = seen.counted = true;
+      }
+    }
+    if (all != nullptr) {
+      all->push_back(seen);
+    } else if (second) {
       break;
     }
   }
   return static_cast<unsigned short>(mac1 + mac2);
 }
 
-string GetSystemFingerprint() {
-  const size_t nMaxDigits = 9;
+}  // namespace
+
+unsigned short getMacHash() { return macWalk(nullptr); }
+
+vector<MacInterface> getMacInterfaces() {
+  vector<MacInterface> all;
+  macWalk(&all);
+  return all;
+}
+
+string getSystemFingerprintText() {
   unsigned int cpuId[4] = {0, 0, 0, 0};
   GetCpuid(&cpuId[0], &cpuId[1], &cpuId[2], &cpuId[3]);
   const unsigned short cpuHash = getStrHash<unsigned int>(cpuId, 4);
+  // One reading of the node name serves both of its places, so a rename between two
+  // readings cannot mix two names into one text.
   const char* hostName = getHostName();
+  return sprintfString("%04X%s%04X%04X", static_cast<unsigned>(getMacHash()), hostName,
+                       static_cast<unsigned>(cpuHash), static_cast<unsigned>(textHash(hostName)));
+}
 
-  const string sAllStrings =
-      sprintfString("%04X%s%04X%04X", static_cast<unsigned>(getMacHash()), hostName,
-                    static_cast<unsigned>(cpuHash), static_cast<unsigned>(getMachineDetailsHash()));
+string GetSystemFingerprint() {
+  const size_t nMaxDigits = 9;
+  const string sAllStrings = getSystemFingerprintText();
   const uint32_t unHashAllStrings =
       crc32c(0, reinterpret_cast<const unsigned char*>(sAllStrings.data()), sAllStrings.size());
   string sHashAllStrings = sprintfString("%lu", static_cast<unsigned long>(unHashAllStrings));
@@ -420,6 +568,66 @@ string readExePath() {
 
 bool hasNul(const string& path) { return path.find('\0') != string::npos; }
 
+// The descriptor helpers below serve the CID file, the file contents and the command
+// capture alike. Each read or write resumes after a signal with what it already has.
+
+// read() until n bytes or the end of the file: the count (short only at the end), or -1
+// with errno set.
+ssize_t readFull(int fd, char* buf, size_t n) {
+  size_t done = 0;
+  while (done < n) {
+    const ssize_t got = ::read(fd, buf + done, n - done);
+    if (got == 0) break;
+    if (got < 0) {
+      if (errno == EINTR) continue;
+      return -1;
+    }
+    done += static_cast<size_t>(got);
+  }
+  return static_cast<ssize_t>(done);
+}
+
+// write() until all n bytes are out: 0, or the errno of the failure.
+int writeAll(int fd, const char* buf, size_t n) {
+  while (n > 0) {
+    const ssize_t put = ::write(fd, buf, n);
+    if (put < 0) {
+      if (errno == EINTR) continue;
+      return errno;
+    }
+    if (put == 0) return EIO;
+    buf += put;
+    n -= static_cast<size_t>(put);
+  }
+  return 0;
+}
+
+// Opens path for reading as a regular file: 0 and fd, or the reason. O_NONBLOCK keeps open()
+// from waiting for a FIFO's writer; the type is then read off the open descriptor, so nothing
+// can swap the file in between, and the flag is cleared again for the file that passes.
+int openRegular(const string& path, int& fd) {
+  if (hasNul(path)) return ENOENT;  // a name with a NUL in it names no file
+  const int opened = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (opened < 0) return errno;
+  struct stat st;
+  int reason = 0;
+  if (::fstat(opened, &st) != 0) {
+    reason = errno;
+  } else if (S_ISDIR(st.st_mode)) {
+    reason = EISDIR;
+  } else if (!S_ISREG(st.st_mode)) {
+    reason = kNotRegularFile;
+  } else if (::fcntl(opened, F_SETFL, O_RDONLY) != 0) {
+    reason = errno;
+  }
+  if (reason != 0) {
+    ::close(opened);
+    return reason;
+  }
+  fd = opened;
+  return 0;
+}
+
 }  // namespace
 
 string getCidFilePath() {
@@ -427,13 +635,33 @@ string getCidFilePath() {
   return path + "/" + ".did";
 }
 
+int cidFromFileReport(string installDir, string& cid, string& sDidPath) {
+  sDidPath = installDir.empty() ? getCidFilePath() : installDir + "/" + ".did";
+  cid.clear();
+  int fd = -1;
+  const int reason = openRegular(sDidPath, fd);
+  if (reason != 0) return reason;
+  FdGuard fdGuard(fd);
+  string line;
+  char block[4096];
+  for (;;) {
+    ssize_t n;
+    do n = ::read(fd, block, sizeof(block));
+    while (n < 0 && errno == EINTR);
+    if (n < 0) return errno;
+    if (n == 0) break;
+    const char* end = static_cast<const char*>(memchr(block, '\n', static_cast<size_t>(n)));
+    line.append(block, end != nullptr ? static_cast<size_t>(end - block) : static_cast<size_t>(n));
+    if (end != nullptr) break;
+  }
+  cid.swap(line);
+  return 0;
+}
+
 string GetCidFromFile(string installDir) {
-  const string didFullPath = installDir.empty() ? getCidFilePath() : installDir + "/" + ".did";
   string cid;
-  if (hasNul(didFullPath)) return cid;
-  ifstream didFile(didFullPath);
-  // A directory opens but fails on the first read, which getline() reports as an empty cid.
-  if (didFile.is_open()) getline(didFile, cid);
+  string didFullPath;
+  cidFromFileReport(installDir, cid, didFullPath);
   return cid;
 }
 
@@ -481,81 +709,157 @@ string GetTempFolder() { return "/var/tmp"; }
 // ---------------------------------------------------------------------------
 namespace {
 
-// A directory opens as a stream on Linux and claims a huge size, then fails on the first
-// read; nothing here treats it as a file.
-bool isDirectory(const string& path) {
-  struct stat st;
-  return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+// Large blocks keep the number of system calls low; two of them stay well under a megabyte.
+const size_t kFileBlock = size_t{128} * 1024;
+
+// The size of an open file, as its end's position: 0 and size, or the reason.
+int endPosition(int fd, off_t& size) {
+  const off_t end = ::lseek(fd, 0, SEEK_END);
+  if (end < 0) return errno;
+  size = end;
+  return 0;
 }
 
 }  // namespace
 
+string fileErrorText(int reason) {
+  if (reason == kNotRegularFile) return "Not a regular file";
+  if (reason == kSameFile) return "Same file as the source";
+  char text[256];
+  // The GNU strerror_r returns its text, which need not be in the buffer given.
+  return strerror_r(reason, text, sizeof(text));
+}
+
+int fileSizeReport(const string& sFileName, streamoff& size) {
+  int fd = -1;
+  int reason = openRegular(sFileName, fd);
+  if (reason != 0) return reason;
+  FdGuard fdGuard(fd);
+  off_t end = 0;
+  reason = endPosition(fd, end);
+  if (reason == 0) size = end;
+  return reason;
+}
+
 streampos FileSize(const string& sFileName) {
-  if (!hasNul(sFileName) && !isDirectory(sFileName)) {
-    ifstream file(sFileName, ios::binary | ios::ate);
-    if (file.good()) return file.tellg();
+  streamoff size = 0;
+  if (fileSizeReport(sFileName, size) != 0) {
+    throw runtime_error("Cannot open file: " + GetLastErrorAsString());
   }
-  throw runtime_error("Cannot open file: " + GetLastErrorAsString());
+  return size;
+}
+
+int compareFilesReport(const string& file1, const string& file2, bool& same,
+                       string& sFailedFile) {
+  same = false;
+  int fd1 = -1;
+  int fd2 = -1;
+  int reason = openRegular(file1, fd1);
+  if (reason != 0) {
+    sFailedFile = file1;
+    return reason;
+  }
+  FdGuard fd1Guard(fd1);
+  reason = openRegular(file2, fd2);
+  if (reason != 0) {
+    sFailedFile = file2;
+    return reason;
+  }
+  FdGuard fd2Guard(fd2);
+  const int fds[2] = {fd1, fd2};
+  const string* names[2] = {&file1, &file2};
+  off_t sizes[2] = {0, 0};
+  for (int i = 0; i < 2; ++i) {
+    reason = endPosition(fds[i], sizes[i]);
+    if (reason == 0 && ::lseek(fds[i], 0, SEEK_SET) != 0) reason = errno;
+    if (reason != 0) {
+      sFailedFile = *names[i];
+      return reason;
+    }
+  }
+  if (sizes[0] != sizes[1]) return 0;
+  for (const int fd : fds) ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+
+  unique_ptr<char[]> blocks(new char[2 * kFileBlock]);
+  char* const block[2] = {blocks.get(), blocks.get() + kFileBlock};
+  // Each file must deliver exactly its size: a short block means it was cut meanwhile, and
+  // the one-byte read at the end, which must find nothing, catches one that grew.
+  for (off_t left = sizes[0];;) {
+    const size_t want = left > 0 ? static_cast<size_t>(min<off_t>(left, kFileBlock)) : 1;
+    const size_t expect = left > 0 ? want : 0;
+    for (int i = 0; i < 2; ++i) {
+      const ssize_t got = readFull(fds[i], block[i], want);
+      if (got < 0) {
+        sFailedFile = *names[i];
+        return errno;
+      }
+      if (static_cast<size_t>(got) != expect) return 0;
+    }
+    if (left == 0) break;
+    if (memcmp(block[0], block[1], want) != 0) return 0;
+    left -= static_cast<off_t>(want);
+  }
+  same = true;
+  return 0;
 }
 
 bool CompareFiles(const string& file1, const string& file2) {
-  if (hasNul(file1) || hasNul(file2) || isDirectory(file1) || isDirectory(file2)) return false;
-  ifstream f1(file1, ios::binary | ios::ate);
-  ifstream f2(file2, ios::binary | ios::ate);
-  if (f1.fail() || f2.fail()) return false;
-  const streampos size = f1.tellg();
-  if (size != f2.tellg()) return false;
-  f1.seekg(0);
-  f2.seekg(0);
-  if (f1.fail() || f2.fail()) return false;
+  bool same = false;
+  string failed;
+  compareFilesReport(file1, file2, same, failed);
+  return same;
+}
 
-  // Blocks drawn through the stream-buffer iterators compare far faster than single bytes.
-  const size_t kBlock = 4096;
-  char block1[kBlock];
-  char block2[kBlock];
-  istreambuf_iterator<char> it1(f1);
-  istreambuf_iterator<char> it2(f2);
-  try {
-    for (streamoff left = size; left > 0;) {
-      const size_t n = static_cast<size_t>(min<streamoff>(left, static_cast<streamoff>(kBlock)));
-      copy_n(it1, n, block1);
-      copy_n(it2, n, block2);
-      if (memcmp(block1, block2, n) != 0) return false;
-      left -= static_cast<streamoff>(n);
-    }
-  } catch (const ios_base::failure&) {
-    // The file buffer throws on a read error: the files cannot be shown to be equal.
-    return false;
+int copyFileReport(const string& srce_file, const string& dest_file, string& sFailedFile) {
+  sFailedFile = srce_file;
+  int in = -1;
+  int reason = openRegular(srce_file, in);
+  if (reason != 0) return reason;
+  FdGuard inGuard(in);
+  // The first block is read before the destination is touched, so a source that cannot be
+  // read at all (/proc/self/mem, an I/O error) leaves the destination as it was.
+  unique_ptr<char[]> block(new char[kFileBlock]);
+  ssize_t got = readFull(in, block.get(), kFileBlock);
+  if (got < 0) return errno;
+
+  sFailedFile = dest_file;
+  if (hasNul(dest_file)) return ENOENT;
+  // No O_TRUNC: the destination is emptied only once it is known not to be the source.
+  // O_NONBLOCK makes a FIFO with no reader fail at once instead of waiting for one.
+  const int out =
+      ::open(dest_file.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
+  if (out < 0) return errno;
+  struct stat from;
+  struct stat to;
+  if (::fstat(in, &from) != 0 || ::fstat(out, &to) != 0) {
+    reason = errno;
+  } else if (from.st_dev == to.st_dev && from.st_ino == to.st_ino) {
+    reason = kSameFile;
+  } else if (S_ISREG(to.st_mode)) {
+    if (::ftruncate(out, 0) != 0) reason = errno;
+  } else if (!S_ISCHR(to.st_mode)) {
+    reason = kNotRegularFile;  // a FIFO with a reader, a socket or a block device
   }
-  return true;
+  if (reason == 0 && ::fcntl(out, F_SETFL, O_WRONLY) != 0) reason = errno;
+  while (reason == 0 && got > 0) {
+    reason = writeAll(out, block.get(), static_cast<size_t>(got));
+    if (reason != 0 || static_cast<size_t>(got) < kFileBlock) break;
+    got = readFull(in, block.get(), kFileBlock);
+    if (got < 0) {
+      sFailedFile = srce_file;
+      reason = errno;
+    }
+  }
+  // A delayed write error (a full disk on some file systems) can first show in close(). The
+  // descriptor is gone whatever close() says, so it is never retried; EINTR loses nothing.
+  if (::close(out) != 0 && reason == 0 && errno != EINTR) reason = errno;
+  if (reason == 0) sFailedFile.clear();
+  return reason;
 }
 
 void copyFileWr(string srce_file, string dest_file) {
-  if (hasNul(srce_file) || hasNul(dest_file)) return;
-  struct stat srceStat;
-  if (::stat(srce_file.c_str(), &srceStat) != 0 || S_ISDIR(srceStat.st_mode)) return;
-  // Opening dest truncates it, so a copy onto itself would destroy the source.
-  struct stat destStat;
-  if (::stat(dest_file.c_str(), &destStat) == 0 && destStat.st_dev == srceStat.st_dev &&
-      destStat.st_ino == srceStat.st_ino) {
-    return;
-  }
-
-  // Large stream buffers cut the number of system calls; they are set before opening,
-  // where a file buffer accepts them.
-  const size_t kBuffer = size_t{64} * 1024;
-  vector<char> srceBuffer(kBuffer);
-  vector<char> destBuffer(kBuffer);
-  ifstream srce;
-  srce.rdbuf()->pubsetbuf(srceBuffer.data(), static_cast<streamsize>(kBuffer));
-  srce.open(srce_file, ios::binary);
-  if (!srce.is_open()) return;
-  ofstream dest;
-  dest.rdbuf()->pubsetbuf(destBuffer.data(), static_cast<streamsize>(kBuffer));
-  dest.open(dest_file, ios::binary | ios::trunc);
-  if (!dest.is_open()) return;
-  // An empty source sets failbit on dest; that is not an error worth a report.
-  dest << srce.rdbuf();
+  string failed;
+  copyFileReport(srce_file, dest_file, failed);
 }
 
 string GetLastErrorAsString() { return string(); }
@@ -563,29 +867,57 @@ string GetLastErrorAsString() { return string(); }
 // ---------------------------------------------------------------------------
 // Commands and console
 // ---------------------------------------------------------------------------
+namespace {
+
+// Appends what fgets() would have put in its buffer for this piece: the text up to the
+// first NUL, which is where a C string ends.
+void appendPiece(string& result, const char* piece, size_t len) {
+  result.append(piece, strnlen(piece, len));
+}
+
+}  // namespace
+
 string execCommandAndSaveOutput(const char* cmd) {
   string result;
   if (cmd == nullptr) return result;
-  // A larger stdio buffer means fewer reads from the pipe; the pieces stay 127 bytes. glibc
-  // takes a size only together with a buffer, and this one outlives every pclose below.
-  vector<char> pipeBuffer(size_t{64} * 1024);
-  FILE* pipe = ::popen(cmd, "r");
+  FILE* pipe = ::popen(cmd, "re");
   if (pipe == nullptr) return result;
-  setvbuf(pipe, pipeBuffer.data(), _IOFBF, pipeBuffer.size());
+  // The pipe is read on its descriptor, since stdio drops a partly read piece when a signal
+  // interrupts it. The pieces are cut exactly as fgets() with 128 bytes cuts them: up to and
+  // including a '\n', at most 127 bytes. A piece that ends inside a block is appended from
+  // the block; only one that spans two blocks is gathered in `buffer` first.
+  const size_t kPiece = 127;
   char buffer[128];
+  size_t held = 0;
   try {
-    while (!feof(pipe)) {
-      if (fgets(buffer, sizeof(buffer), pipe) != nullptr) {
-        result += buffer;
-        continue;
+    vector<char> block(size_t{64} * 1024);
+    const int fd = fileno(pipe);
+    for (;;) {
+      ssize_t n;
+      do n = ::read(fd, block.data(), block.size());
+      while (n < 0 && errno == EINTR);
+      if (n <= 0) break;  // the end of the output, or a read error, which ends it too
+      const char* p = block.data();
+      const char* const end = p + n;
+      while (p < end) {
+        size_t take = min(kPiece - held, static_cast<size_t>(end - p));
+        const char* newline = static_cast<const char*>(memchr(p, '\n', take));
+        if (newline != nullptr) take = static_cast<size_t>(newline - p) + 1;
+        const bool complete = newline != nullptr || held + take == kPiece;
+        if (held == 0 && complete) {
+          appendPiece(result, p, take);
+        } else {
+          memcpy(buffer + held, p, take);
+          held += take;
+          if (complete) {
+            appendPiece(result, buffer, held);
+            held = 0;
+          }
+        }
+        p += take;
       }
-      // A signal is not the end of the data; any other error is, or the loop never ends.
-      if (ferror(pipe) && errno == EINTR) {
-        clearerr(pipe);
-        continue;
-      }
-      if (ferror(pipe)) break;
     }
+    if (held > 0) appendPiece(result, buffer, held);
   } catch (...) {
     ::pclose(pipe);
     throw;

@@ -68,7 +68,8 @@ const char DIR_SEPARATOR[] = "/";
 // No failure of their own; out-of-memory and length errors of the string class pass through.
 // ---------------------------------------------------------------------------
 // fmt filled as by printf. Throws std::length_error when the output cannot fit in INT_MAX
-// bytes, or when vsnprintf keeps failing (an unconvertible %ls, say) until the size would.
+// bytes, and at once, without growing its buffer, when vsnprintf fails for a reason more
+// room cannot cure (an unconvertible %ls in the current locale, say).
 GENERALUTILS_API string sprintfString(const string fmt, ...);
 // Pads str with paddingChar up to num bytes, in front or behind; never shortens str.
 GENERALUTILS_API void padString(string& str, size_t num, bool bInsertFromLeft, char paddingChar);
@@ -128,8 +129,13 @@ GENERALUTILS_API unsigned short getStrHash(T* str, unsigned short len);
 extern template unsigned short getStrHash<unsigned char>(unsigned char*, unsigned short);
 extern template unsigned short getStrHash<unsigned int>(unsigned int*, unsigned short);
 // CRC-32C (Castagnoli) of buf[0..len), continuing from crc: 0 starts a new checksum, and a
-// previous result continues it. buf may be null only when len is 0.
+// previous result continues it. buf may be null only when len is 0. Runs on the processor's
+// crc32 instruction (SSE4.2) when it has one, detected once per process, and bit by bit
+// otherwise; the result never depends on the path.
 GENERALUTILS_API uint32_t crc32c(uint32_t crc, const unsigned char* buf, size_t len);
+// crc32c bit by bit, with no table and no special instruction: slow, but the same result on
+// every processor. The reference the fast path is checked against.
+GENERALUTILS_API uint32_t crc32cBitwise(uint32_t crc, const unsigned char* buf, size_t len);
 // Exactly 8 characters: the place-weighted byte sum in decimal, '0'-padded on the right and
 // cut to 8 ("abc" gives "59000000"; a negative sum keeps its '-').
 GENERALUTILS_API string Create8CharacterHash(string text);
@@ -141,12 +147,13 @@ GENERALUTILS_API string Create8CharacterHash(string text);
 // "System: <sysname>, Release: <release>, Version: <version>"; on failure prints
 // perror("uname") and gives "".
 GENERALUTILS_API string GetOS_Name();
-// The node name, or "unknown". The text lives in a record of this function's own for the
-// whole process. Concurrent calls are safe: the record is rewritten, under a lock, only when
-// the node name has changed, so a caller's text changes under it only if the host is renamed.
+// The node name, or "unknown". Each distinct node name the process sees gets a record of
+// this function's own that is written once and kept, unchanged, for the life of the process:
+// a text once returned never changes under its reader, also while the host is renamed; the
+// next call returns the record of the name at that time. Safe from any number of threads.
 GENERALUTILS_API const char* getHostName();
-// The node name again (not the machine type), from a record of its own, or "unknown";
-// the same lifetime and thread rules as getHostName.
+// The node name again (not the machine type), from records of its own, or "unknown"; the
+// same lifetime and thread rules as getHostName.
 GENERALUTILS_API const char* getMachineDetails();
 // The 16-bit sum hash of getMachineDetails' text, its bytes taken as unsigned.
 GENERALUTILS_API unsigned short getMachineDetailsHash();
@@ -154,7 +161,23 @@ GENERALUTILS_API unsigned short getMachineDetailsHash();
 // interfaces (in the kernel's list of IPv4 interfaces, loopback included) whose flags and
 // hardware address can be read; 0 when there is none or the list cannot be read.
 GENERALUTILS_API unsigned short getMacHash();
-// Up to 9 decimal digits identifying this machine, computed afresh on every call.
+// One record of the kernel's list of IPv4 interfaces, as getMacHash's walk sees it.
+struct MacInterface {
+  string name;               // the interface's name, as the kernel lists it
+  bool hasAddress;           // its flags and hardware address could be read
+  unsigned char address[6];  // the hardware address; zeros when hasAddress is false
+  unsigned short hash;       // getStrHash over address; 0 when hasAddress is false
+  bool counted;              // one of the two whose hashes getMacHash adds up
+};
+// Every record getMacHash's walk sees, in the kernel's order, from the same walk: the hashes
+// of the counted ones add up to getMacHash(). Empty when the list cannot be read.
+GENERALUTILS_API vector<MacInterface> getMacInterfaces();
+// The text the fingerprint is the CRC of: the MAC hash, the node name, the processor's hash
+// and the node name's hash, the hashes as 4 upper-case hex digits ("00ABbuild011F2E1260").
+// All of it comes from one reading of the node name.
+GENERALUTILS_API string getSystemFingerprintText();
+// Up to 9 decimal digits identifying this machine, computed afresh on every call: the first
+// 9 digits of the decimal CRC-32C of getSystemFingerprintText().
 GENERALUTILS_API string GetSystemFingerprint();
 // GetSystemFingerprint, computed once per process (again on the next call if it threw);
 // every call returns the same pointer, valid until the process exits.
@@ -167,8 +190,12 @@ GENERALUTILS_API const char* GetSystemFingerprintCStr();
 // "<directory of the running executable>/.did"; "/.did" if the executable cannot be read.
 GENERALUTILS_API string getCidFilePath();
 // First line of installDir + "/.did" (of getCidFilePath() when installDir is empty), a
-// trailing '\r' kept; "" when the file is missing, unreadable, a directory or empty.
+// trailing '\r' kept; "" when the file is missing, unreadable, empty or not a regular file
+// (the rules of the file-contents section below apply).
 GENERALUTILS_API string GetCidFromFile(string installDir);
+// GetCidFromFile with its reason: 0 and cid set, or a reason as the file-contents section
+// gives them (cid ""). sDidPath is set to the file read in either case.
+GENERALUTILS_API int cidFromFileReport(string installDir, string& cid, string& sDidPath);
 
 // ---------------------------------------------------------------------------
 // Paths
@@ -192,19 +219,49 @@ GENERALUTILS_API string GetTempFolder();
 
 // ---------------------------------------------------------------------------
 // File contents
-// Whole files through binary streams, never read into memory whole. Directories are not
-// files here: they cannot be sized, compared or copied.
+// Only regular files are files here. A directory, FIFO, socket or device is treated as a
+// file that cannot be opened: FileSize throws, CompareFiles gives false, copyFileWr writes
+// nothing, GetCidFromFile gives "". The decision is made on the opened descriptor (opened
+// non-blocking, so a FIFO never blocks), never on the name alone. Every descriptor opened
+// here is close-on-exec, a read or write interrupted by a signal resumes where it stopped,
+// and no file is ever held in memory whole.
+//
+// The ...Report forms give the decision the plain forms make silently, as an int: 0 for
+// success, an errno value, or one of the two reasons below; fileErrorText names any of them.
 // ---------------------------------------------------------------------------
-// Size in bytes. Throws std::runtime_error("Cannot open file: ") when the file cannot be
-// opened or is a directory.
+// A directory gives EISDIR; a FIFO, socket or device, where a regular file is needed, this.
+const int kNotRegularFile = -1;
+// Copy source and destination are the same file (also through a link or another spelling).
+const int kSameFile = -2;
+// "No such file or directory" and the like for an errno value; "Not a regular file" and
+// "Same file as the source" for the two reasons above.
+GENERALUTILS_API string fileErrorText(int reason);
+
+// Size in bytes: the position of the end of the file. Throws std::runtime_error("Cannot
+// open file: ") when the file cannot be opened, is not a regular file or has no end to seek
+// to (a /proc file, say).
 GENERALUTILS_API streampos FileSize(const string& sFileName);
-// True if both files open and hold the same bytes; a file that cannot be opened or read
-// counts as a difference, even compared with itself.
+// FileSize's decision without the exception: 0 and size set, or the reason (size untouched).
+GENERALUTILS_API int fileSizeReport(const string& sFileName, streamoff& size);
+// True if both files open and deliver exactly the bytes of their size measured at the start,
+// and those agree. A file that cannot be opened or read, and one that delivers fewer or more
+// bytes than its size (cut short or grown meanwhile), counts as a difference, even compared
+// with itself.
 GENERALUTILS_API bool CompareFiles(const string& file1, const string& file2);
+// CompareFiles' decision: 0 and same set (a short or long read sets it false), or the reason
+// a file could not be opened or read, with sFailedFile naming that file (same false).
+GENERALUTILS_API int compareFilesReport(const string& file1, const string& file2, bool& same,
+                                        string& sFailedFile);
 // Replaces dest_file's content by srce_file's; reports nothing. dest_file is left as it was
-// when srce_file cannot be opened or is a directory, and when both name the same file (also
-// through a link). A failure half-way (disk full) leaves dest_file with what was written.
+// when srce_file cannot be opened or read at all, and when both name the same file. An
+// existing character device (/dev/null) is written to as it is; a destination that is a
+// directory, FIFO, socket or block device is left alone. A failure half-way (disk full)
+// leaves dest_file with what was written.
 GENERALUTILS_API void copyFileWr(string srce_file, string dest_file);
+// copyFileWr's decision: 0 exactly when dest_file now holds every byte srce_file delivered,
+// else the reason, with sFailedFile naming the file it concerns.
+GENERALUTILS_API int copyFileReport(const string& srce_file, const string& dest_file,
+                                    string& sFailedFile);
 // Always "": the library keeps no text for the last error.
 GENERALUTILS_API string GetLastErrorAsString();
 
@@ -213,8 +270,10 @@ GENERALUTILS_API string GetLastErrorAsString();
 // Blocking calls on the caller's thread; exit statuses and read errors are not reported.
 // ---------------------------------------------------------------------------
 // Everything cmd prints on its standard output (run by "sh -c"), until end of output or a
-// read error; "" if cmd is null or cannot be started. A NUL byte drops the rest of the
-// (at most 127-byte) piece it arrives in.
+// read error; "" if cmd is null or cannot be started. The output is taken in pieces as
+// fgets(128) cuts them: a NUL byte drops the rest of the (at most 127-byte) piece it arrives
+// in. A signal never costs a byte, and the pipe is close-on-exec, so no other command
+// started meanwhile inherits it.
 GENERALUTILS_API string execCommandAndSaveOutput(const char* cmd);
 // Reads and drops standard input up to and including the next '\n', or to end of input.
 GENERALUTILS_API void clean_stdin();
