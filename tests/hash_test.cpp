@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <numeric>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -38,11 +39,41 @@ TEST(Hash, Crc32cVectorsAndChaining) {
   // Any split point must chain to the one-call value; split 0 and the full length are that call.
   for (const auto& c : kCases) {
     const auto* p = reinterpret_cast<const unsigned char*>(c.in.data());
+    EXPECT_EQ(c.want, GeneralUtils::crc32cBitwise(0, p, c.in.size())) << c.what;
     for (size_t split = 0; split <= c.in.size(); ++split) {
       const uint32_t head = GeneralUtils::crc32c(0, p, split);
       EXPECT_EQ(c.want, GeneralUtils::crc32c(head, p + split, c.in.size() - split))
           << c.what << ", split at " << split;
     }
+  }
+}
+
+// Whichever path crc32c takes on this processor, its result is the bit-by-bit loop's.
+TEST(Hash, Crc32cEqualsTheBitwiseLoop) {
+  std::mt19937 rng(3720);
+  std::vector<unsigned char> data(64 * 1024 + 64);
+  for (unsigned char& b : data) b = static_cast<unsigned char>(rng());
+  const auto same = [&](uint32_t crc, size_t at, size_t len) {
+    return GeneralUtils::crc32c(crc, &data[at], len) ==
+           GeneralUtils::crc32cBitwise(crc, &data[at], len);
+  };
+  // Every length up to 1100 at every alignment, from a random starting crc.
+  int wrong = 0;
+  for (size_t len = 0; len <= 1100; ++len) {
+    for (size_t align = 0; align < 8; ++align) wrong += !same(rng(), align, len);
+  }
+  EXPECT_EQ(0, wrong);
+  // Every split point of 4 KiB chains to the one-call value.
+  const uint32_t whole = GeneralUtils::crc32cBitwise(0, data.data(), 4096);
+  for (size_t split = 0; split <= 4096; ++split) {
+    const uint32_t head = GeneralUtils::crc32c(0, data.data(), split);
+    wrong += GeneralUtils::crc32c(head, &data[split], 4096 - split) != whole;
+  }
+  EXPECT_EQ(0, wrong);
+  // Long inputs run in lanes of 4 KiB, three at a time: lengths around whole rounds of
+  // three lanes, and past several of them.
+  for (size_t len : {12287, 12288, 12289, 12288 + 4095, 24576 + 7, 65536}) {
+    for (size_t align : {0, 3}) EXPECT_TRUE(same(rng(), align, len)) << len << '+' << align;
   }
 }
 
