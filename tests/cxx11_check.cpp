@@ -9,14 +9,11 @@
 #endif
 
 std::string cxx11Check() {
-  using namespace GeneralUtils;
   // Each macro on a real allocation; all four leave their pointer null.
   int *one = new int(5), *many = new int[3](), *sole = new int(7), *row = new int[2]();
   VDELETE_S(one);
   VDELETE_A(many);
   UDELETE_S(sole);
   UDELETE_A(row);
-  unsigned char abc[] = {'a', 'b', 'c'};
-  return sprintfString("%04X|%s|%s", static_cast<unsigned>(getStrHash(abc, 3)),
-                       EncodeURL("a b").c_str(), one || many || sole || row ? "kept" : "nulled");
+  return one || many || sole || row ? "kept" : "nulled";
 }

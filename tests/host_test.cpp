@@ -75,6 +75,11 @@ TEST(Host, MacHashAndFingerprintInNamespaces) {
       // 0x9968 + 0xFF00 wraps to 0x9868, and the third never counts
       {"v a0 02:11:22:33:44:55; v e0 02:ff:ff:ff:ff:ff; v c0 02:01:02:03:04:05;", 0x9868},
   };
+  // A node name byte of 0x80 or more counts as unsigned: 'b' + (0xE9 << 8). hostname(1)
+  // refuses such a name, the kernel's own file takes it.
+  EXPECT_EQ("mac=0 host=b\xE9 details=" + std::to_string(0xE962) +
+                " fingerprint=" + crcOfJoined(0, "b\xE9", cpuHash).substr(0, 9) + "\n",
+            reportIn("printf \"b\\\\351\" >/proc/sys/kernel/hostname;", "x"));
   for (const auto& [setup, mac] : kCases) {
     SCOPED_TRACE(setup);
     EXPECT_EQ("mac=" + std::to_string(mac) + " host=build01 details=" + std::to_string(0x1260) +
@@ -90,4 +95,18 @@ TEST(Host, MacHashAndFingerprintInNamespaces) {
     EXPECT_THAT(reportIn("", std::to_string(i)),
                 testing::EndsWith(" fingerprint=" + crc.substr(0, 9) + "\n"));
   }
+}
+
+TEST(Host, FailingUnameGivesUnknown) {
+  const gutest::RunResult r = gutest::run({gutest::probe("host_probe"), "--uname-fails"});
+  if (r.status == 3) GTEST_SKIP() << "no seccomp filter to make uname() fail";
+  EXPECT_EQ("unknown\nunknown\n[]\n", r.out);
+  EXPECT_EQ("uname: Operation not permitted\n", r.err);
+}
+
+TEST(Host, OneNamePerAnswerWhileTheHostIsRenamed) {
+  const gutest::RunResult r =
+      gutest::run({"unshare", "-Uru", gutest::probe("host_probe"), "--rename-race"});
+  if (r.status != 0 && r.out.empty()) GTEST_SKIP() << "unshare -Uru: " << r.err;
+  EXPECT_EQ("answers=6000 torn=0\n", r.out) << r.err;
 }
