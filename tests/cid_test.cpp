@@ -31,3 +31,19 @@ TEST_F(Cid, FirstLineOfTheDidFile) {
     EXPECT_EQ("[" + dir_ + "]\n[" + dir_ + "/.did]\n[" + c.cid + "]\n", r.out) << r.err;
   }
 }
+
+TEST_F(Cid, ExecutableInTheRootDirectory) {
+  // A root of our own in a mount namespace: every entry of the real one bound into a tmpfs,
+  // and a copy of the probe beside them, directly in "/".
+  const std::string setup =
+      "cd " + dir_ +
+      "; mkdir -p r; mount -t tmpfs none r; for d in /*; do if [ -L $d ]; then "
+      "cp -P $d r/; elif [ -d $d ]; then mkdir r$d; mount --rbind $d r$d; fi; done; cp " +
+      gutest::probe("host_probe") + " r/app; echo rootcid >r/.did";
+  if (gutest::runShell("unshare -Urm sh -ec '" + setup + "'").status != 0) {
+    GTEST_SKIP() << "unshare -Urm: no mount namespace to build a root in";
+  }
+  const gutest::RunResult r =
+      gutest::runShell("unshare -Urm sh -ec '" + setup + "; exec chroot r /app --exe'");
+  EXPECT_EQ("[]\n[/.did]\n[rootcid]\n", r.out) << r.err;
+}

@@ -1,5 +1,6 @@
 // Path queries on a real tree in a temp dir, and path building.
 #include <cerrno>
+#include <cstdlib>
 #include <string>
 
 #include "GeneralUtils.h"
@@ -46,7 +47,10 @@ TEST_F(Paths, QueriesAndBuilding) {
   const std::pair<const char*, const char*> kAppends[] = {
       {"a", "a/b"}, {"a/", "a/b"}, {"a\\", "a\\/b"}, {"", "b"}};
   for (const auto& [folder, joined] : kAppends) EXPECT_EQ(joined, AppendFileName(folder, "b"));
+  // Fixed: no variable of the environment moves it.
+  ASSERT_EQ(0, ::setenv("TMPDIR", dir_.c_str(), 1));
   EXPECT_EQ("/var/tmp", GetTempFolder());
+  ::unsetenv("TMPDIR");
 }
 
 TEST_F(Paths, NotWritableOnAReadOnlyMount) {
