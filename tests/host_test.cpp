@@ -75,11 +75,13 @@ TEST(Host, MacHashAndFingerprintInNamespaces) {
       // 0x9968 + 0xFF00 wraps to 0x9868, and the third never counts
       {"v a0 02:11:22:33:44:55; v e0 02:ff:ff:ff:ff:ff; v c0 02:01:02:03:04:05;", 0x9868},
   };
-  // A node name byte of 0x80 or more counts as unsigned: 'b' + (0xE9 << 8). hostname(1)
+  // A node name byte of 0x80 or more counts as unsigned: 0xE9 + ('b' << 8); at an even
+  // index, where it is added unshifted, a signed byte would give 0xFFE9. hostname(1)
   // refuses such a name, the kernel's own file takes it.
-  EXPECT_EQ("mac=0 host=b\xE9 details=" + std::to_string(0xE962) +
-                " fingerprint=" + crcOfJoined(0, "b\xE9", cpuHash).substr(0, 9) + "\n",
-            reportIn("printf \"b\\\\351\" >/proc/sys/kernel/hostname;", "x"));
+  const std::string high = std::string(1, '\xE9') + 'b';
+  EXPECT_EQ("mac=0 host=" + high + " details=" + std::to_string(0x62E9) +
+                " fingerprint=" + crcOfJoined(0, high, cpuHash).substr(0, 9) + "\n",
+            reportIn("printf \"\\\\351b\" >/proc/sys/kernel/hostname;", "x"));
   for (const auto& [setup, mac] : kCases) {
     SCOPED_TRACE(setup);
     EXPECT_EQ("mac=" + std::to_string(mac) + " host=build01 details=" + std::to_string(0x1260) +
