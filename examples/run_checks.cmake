@@ -8,6 +8,13 @@
 #   exports   LIB NM CXXFILT: the dynamic symbols are the public functions, no more, no less.
 #   output    PROGRAM EXPECTED: the program's standard output is the file's text exactly.
 #   changelog CHANGELOG VERSION: the latest release heading in CHANGELOG.md is VERSION.
+#   debs      CPACK_CONFIG BUILD_DIR OUT VERSION PACKAGES RUNTIME_PACKAGE SONAME READELF
+#             TARBALL FILES_<package>: cpack builds the packages and the tarball into OUT;
+#             checks their fields, contents and ELF files; unpacks each package with the
+#             packages it depends on into OUT/roots/<package>, the tarball into
+#             OUT/roots/tarball/usr.
+#   lintian   OUT: lintian finds no error in OUT's packages; its report goes to OUT/lintian.txt.
+#   tool      TOOL LIBRARY_PATH VERSION: the unpacked tool runs and gives VERSION.
 # A failure ends in message(FATAL_ERROR), which ctest catches as "CMake Error" even where the
 # test also matches a PASS_REGULAR_EXPRESSION.
 cmake_minimum_required(VERSION 3.21)
@@ -147,6 +154,154 @@ elseif(MODE STREQUAL "changelog")
       "${VERSION}")
   endif()
   message("${latest}")
+
+elseif(MODE STREQUAL "debs")
+  find_program(dpkg_deb dpkg-deb REQUIRED)
+  string(REPLACE "." "\\." version_re ${VERSION})
+  file(REMOVE_RECURSE ${OUT})
+  run_quietly("cpack" ${CMAKE_COMMAND} -E chdir ${BUILD_DIR}
+    cpack --config ${CPACK_CONFIG} -B ${OUT})
+
+  # Everything a full install puts under the prefix: the packages together must hold exactly
+  # that, each file in one package only.
+  run_quietly("cmake --install" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${OUT}/full/usr)
+  file(GLOB_RECURSE everything RELATIVE ${OUT}/full ${OUT}/full/*)
+  set(packaged "")
+
+  string(REPLACE ":" ";" packages "${PACKAGES}")
+  foreach(package IN LISTS packages)
+    file(GLOB deb ${OUT}/${package}_${VERSION}_*.deb)
+    list(LENGTH deb n)
+    if(NOT n EQUAL 1)
+      message(FATAL_ERROR "${n} packages ${package}_${VERSION}_*.deb in ${OUT}")
+    endif()
+    set(deb_${package} ${deb})
+    foreach(field Package Version Depends)
+      execute_process(COMMAND ${dpkg_deb} -f ${deb} ${field} OUTPUT_VARIABLE ${field}
+        OUTPUT_STRIP_TRAILING_WHITESPACE)
+    endforeach()
+    message("${Package} ${Version}: Depends: ${Depends}")
+    if(NOT Package STREQUAL package OR NOT Version STREQUAL VERSION)
+      message(FATAL_ERROR "${deb} is ${Package} ${Version}")
+    endif()
+    # System libraries come through dpkg-shlibdeps; ours at exactly this version.
+    if(NOT Depends MATCHES "(^|, )libstdc\\+\\+6( |,|$)" AND NOT package MATCHES "-dev$")
+      message(FATAL_ERROR "${package} does not depend on libstdc++6: ${Depends}")
+    endif()
+    if(NOT package STREQUAL RUNTIME_PACKAGE
+        AND NOT Depends MATCHES "(^|, )${RUNTIME_PACKAGE} \\(= ${version_re}\\)(,|$)")
+      message(FATAL_ERROR "${package} does not depend on ${RUNTIME_PACKAGE} (= ${VERSION})")
+    endif()
+    set(depends_${package} "${Depends}")
+
+    set(contents ${OUT}/contents/${package})
+    file(MAKE_DIRECTORY ${contents})
+    run_quietly("dpkg-deb -x ${deb}" ${dpkg_deb} -x ${deb} ${contents})
+    file(GLOB_RECURSE files RELATIVE ${contents} ${contents}/*)
+    string(REPLACE ":" ";" wanted "${FILES_${package}}")
+    foreach(f IN LISTS wanted)
+      if(NOT f IN_LIST files)
+        message(FATAL_ERROR "${package} lacks /${f}")
+      endif()
+    endforeach()
+    foreach(f IN LISTS files)
+      if(f IN_LIST packaged)
+        message(FATAL_ERROR "/${f} is in two packages")
+      endif()
+      if(NOT f IN_LIST everything)
+        message(FATAL_ERROR "${package} has /${f}, which the install does not")
+      endif()
+      # The loader finds our library where the system keeps libraries: no search path of ours.
+      if(NOT IS_SYMLINK ${contents}/${f})
+        file(READ_ELF ${contents}/${f} RPATH rpath RUNPATH runpath CAPTURE_ERROR not_elf)
+        if(NOT not_elf AND (rpath OR runpath))
+          message(FATAL_ERROR "/${f} has a library search path: ${rpath}${runpath}")
+        endif()
+        if(NOT not_elf AND f MATCHES "\\.so\\.")
+          execute_process(COMMAND ${READELF} -d ${contents}/${f} OUTPUT_VARIABLE dynamic)
+          if(NOT dynamic MATCHES "\\(SONAME\\) +Library soname: \\[${SONAME}\\]")
+            message(FATAL_ERROR "/${f} lacks the SONAME ${SONAME}:\n${dynamic}")
+          endif()
+        endif()
+      endif()
+    endforeach()
+    list(APPEND packaged ${files})
+    list(LENGTH files n)
+    message("${package}: ${n} files")
+  endforeach()
+  foreach(f IN LISTS everything)
+    if(NOT f IN_LIST packaged)
+      message(FATAL_ERROR "/${f} is installed but in no package")
+    endif()
+  endforeach()
+
+  # Other packages link against the runtime library through its shlibs entry.
+  execute_process(COMMAND ${dpkg_deb} -I ${deb_${RUNTIME_PACKAGE}} shlibs
+    OUTPUT_VARIABLE shlibs OUTPUT_STRIP_TRAILING_WHITESPACE)
+  string(REGEX REPLACE "^lib(.*)\\.so\\.([0-9]+)$" "lib\\1 \\2" shlibs_key ${SONAME})
+  if(NOT shlibs MATCHES "^${shlibs_key} ${RUNTIME_PACKAGE} \\(>= ${version_re}\\)$")
+    message(FATAL_ERROR "${RUNTIME_PACKAGE}'s shlibs: '${shlibs}'")
+  endif()
+
+  # A root per package: the package and those of ours it depends on, as apt would unpack them.
+  foreach(package IN LISTS packages)
+    set(root ${OUT}/roots/${package})
+    file(MAKE_DIRECTORY ${root})
+    foreach(other IN LISTS packages)
+      if(other STREQUAL package OR depends_${package} MATCHES "(^|, )${other}( |,|$)")
+        run_quietly("dpkg-deb -x" ${dpkg_deb} -x ${deb_${other}} ${root})
+      endif()
+    endforeach()
+  endforeach()
+
+  # The tarball: one top directory holding what a full install puts under the prefix.
+  set(tarball ${OUT}/${TARBALL})
+  if(NOT EXISTS ${tarball})
+    message(FATAL_ERROR "no ${TARBALL} in ${OUT}")
+  endif()
+  file(MAKE_DIRECTORY ${OUT}/tarball)
+  run_quietly("tar -xzf ${TARBALL}" ${CMAKE_COMMAND} -E chdir ${OUT}/tarball
+    ${CMAKE_COMMAND} -E tar xzf ${tarball})
+  string(REGEX REPLACE "\\.tar\\.gz$" "" top ${TARBALL})
+  file(GLOB_RECURSE in_tarball RELATIVE ${OUT}/tarball/${top} ${OUT}/tarball/${top}/*)
+  list(TRANSFORM in_tarball PREPEND usr/)
+  if(NOT in_tarball STREQUAL everything)
+    message(FATAL_ERROR "${TARBALL} holds\n${in_tarball}\nbut the install\n${everything}")
+  endif()
+  file(MAKE_DIRECTORY ${OUT}/roots/tarball)
+  file(RENAME ${OUT}/tarball/${top} ${OUT}/roots/tarball/usr)
+  list(LENGTH in_tarball n)
+  message("${TARBALL}: ${n} files")
+
+elseif(MODE STREQUAL "lintian")
+  find_program(lintian lintian)
+  if(NOT lintian)
+    message("SKIP: no lintian on this machine (Debian package lintian)")
+    return()
+  endif()
+  file(GLOB debs ${OUT}/*.deb)
+  if(NOT debs)
+    message(FATAL_ERROR "no packages in ${OUT}")
+  endif()
+  # Errors fail the check; warnings are reported. --no-cfg: the machine's settings don't count.
+  execute_process(COMMAND ${lintian} --no-cfg --fail-on error --display-info ${debs}
+    RESULT_VARIABLE rc OUTPUT_VARIABLE report ERROR_VARIABLE report)
+  file(WRITE ${OUT}/lintian.txt "${report}")
+  message("${report}")
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "lintian found errors (${rc})")
+  endif()
+
+elseif(MODE STREQUAL "tool")
+  # A package's tool finds the library only through the loader's path.
+  set(ENV{LD_LIBRARY_PATH} ${LIBRARY_PATH})
+  execute_process(COMMAND ${TOOL} --version RESULT_VARIABLE rc OUTPUT_VARIABLE out
+    ERROR_VARIABLE err)
+  string(REPLACE "." "\\." version_re ${VERSION})
+  if(NOT rc EQUAL 0 OR NOT out MATCHES "(^| )${version_re}\n$")
+    message(FATAL_ERROR "${TOOL} --version: status ${rc}, output '${out}' ${err}")
+  endif()
+  message("${out}")
 
 else()
   message(FATAL_ERROR "unknown MODE '${MODE}'")
