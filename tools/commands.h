@@ -2,7 +2,10 @@
 #ifndef GENERALUTILS_TOOLS_COMMANDS_H
 #define GENERALUTILS_TOOLS_COMMANDS_H
 
+#include <sys/types.h>
+
 #include <CLI/CLI.hpp>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <utility>
@@ -10,11 +13,16 @@
 
 namespace gutool {
 
-// Exit statuses. False and failed share 1, as in test(1) and cmp(1); 2 is a usage error.
+// Exit statuses. False and failed share 1, as in test(1) and cmp(1); 2 is a usage error, and
+// for cmp, as in cmp(1), a file that could not be compared.
 constexpr int kOk = 0;
 constexpr int kFalse = 1;
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
+constexpr int kTrouble = 2;
+
+// Standard input and files are read in blocks of this size, whatever their length.
+constexpr std::size_t kBlockBytes = std::size_t{64} * 1024;
 
 // Values from the command line. Only one subcommand parses per run, so they share one store.
 struct Args {
@@ -41,8 +49,12 @@ void out(const std::string& bytes);
 void line(const std::string& bytes);
 // "generalutils: <message>" on standard error, always as one line.
 void complain(std::string message);
+// "generalutils: <command>: '<file>': <reason>" on standard error; gives kFailed.
+int fail(const std::string& command, const std::string& file, const std::string& reason);
 // Four upper-case hex digits, the way the library prints its 16-bit hashes.
 std::string hex4(unsigned short value);
+// read(2), resumed after a signal: the bytes read, 0 at the end, -1 with errno set.
+ssize_t readSome(int fd, void* buffer, std::size_t size);
 
 void addTextCommands(Tool& t);
 void addFileCommands(Tool& t);

@@ -1,12 +1,11 @@
 // Subcommands on paths and files: CRC-32C, path questions, size, comparison and copy.
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <stdexcept>
+#include <ios>
 #include <string>
 #include <vector>
 
@@ -15,9 +14,6 @@
 
 namespace gutool {
 namespace {
-
-// The CRC's read size: large enough for few system calls, small enough to never matter.
-constexpr std::size_t kBlockBytes = std::size_t{64} * 1024;
 
 // Closes a descriptor it owns on every path; close() is never retried.
 class FdGuard {
@@ -38,14 +34,29 @@ class FdGuard {
 int streamCrc(int fd, std::vector<unsigned char>& block, uint32_t& crc) {
   crc = 0;
   for (;;) {
-    const ssize_t n = ::read(fd, block.data(), block.size());
+    const ssize_t n = readSome(fd, block.data(), block.size());
     if (n == 0) return 0;
-    if (n > 0) {
-      crc = GeneralUtils::crc32c(crc, block.data(), static_cast<std::size_t>(n));
-    } else if (errno != EINTR) {
-      return errno;
+    if (n < 0) return errno;
+    crc = GeneralUtils::crc32c(crc, block.data(), static_cast<std::size_t>(n));
+  }
+}
+
+// One checksum line. A name holding a line feed would break the one-line-per-file rule, so
+// it is escaped the way checksum lists escape it: the line starts with a backslash, and the
+// name has "\n" for a line feed and "\\" for a backslash, which keeps the escaping reversible.
+std::string crcLine(uint32_t crc, const std::string& name) {
+  std::string escaped;
+  bool marked = false;
+  for (const char ch : name) {
+    if (ch == '\n' || ch == '\\') {
+      escaped += ch == '\n' ? "\\n" : "\\\\";
+      marked = true;
+    } else {
+      escaped += ch;
     }
   }
+  return (marked ? "\\" : "") + GeneralUtils::sprintfString("%08x ", static_cast<unsigned>(crc)) +
+         escaped;
 }
 
 int crcCommand(std::vector<std::string> files) {
@@ -60,43 +71,12 @@ int crcCommand(std::vector<std::string> files) {
     uint32_t crc = 0;
     if (error == 0) error = streamCrc(fd, block, crc);
     if (error != 0) {
-      complain("crc32c: " + name + ": " + std::strerror(error));
-      status = kFailed;
+      status = fail("crc32c", name, std::strerror(error));
       continue;
     }
-    line(GeneralUtils::sprintfString("%08x ", static_cast<unsigned>(crc)) + name);
+    line(crcLine(crc, name));
   }
   return status;
-}
-
-// copyFileWr reports nothing, so the checks it can't make come before it, and a destination
-// that ends up missing or short (no such directory, disk full) shows a failure after it.
-int copyCommand(const std::string& src, const std::string& dst) {
-  struct stat from = {};
-  struct stat to = {};
-  if (::stat(src.c_str(), &from) != 0 || ::access(src.c_str(), R_OK) != 0) {
-    complain("cp: cannot read '" + src + "': " + std::strerror(errno));
-    return kFailed;
-  }
-  if (S_ISDIR(from.st_mode)) {
-    complain("cp: '" + src + "' is a directory");
-    return kFailed;
-  }
-  const bool dstExists = ::stat(dst.c_str(), &to) == 0;
-  if (dstExists && to.st_dev == from.st_dev && to.st_ino == from.st_ino) {
-    complain("cp: '" + src + "' and '" + dst + "' are the same file");
-    return kFailed;
-  }
-  if (dstExists && S_ISDIR(to.st_mode)) {
-    complain("cp: '" + dst + "' is a directory");
-    return kFailed;
-  }
-  GeneralUtils::copyFileWr(src, dst);
-  if (::stat(dst.c_str(), &to) != 0 || to.st_size < from.st_size) {
-    complain("cp: cannot write '" + dst + "'");
-    return kFailed;
-  }
-  return kOk;
 }
 
 int answer(bool yes) { return yes ? kOk : kFalse; }
@@ -106,19 +86,22 @@ int answer(bool yes) { return yes ? kOk : kFalse; }
 void addFileCommands(Tool& t) {
   Args& a = t.args;
 
-  CLI::App* c = t.app.add_subcommand("crc32c", "CRC-32C of each FILE, or of standard input");
+  CLI::App* c = t.app.add_subcommand(
+      "crc32c",
+      "CRC-32C (8 hex digits), a blank, the name, per FILE or stdin (-); a name with LF "
+      "or \\ escaped; 1 if one fails");
   c->add_option("FILE", a.files, "files to check; '-' or none: standard input");
   t.action(c, [&a] { return crcCommand(a.files); });
 
-  c = t.app.add_subcommand("exists", "Status 0 if PATH exists (links followed), else 1");
+  c = t.app.add_subcommand("exists", "No output; 0 if PATH exists (links followed), 1 if not");
   c->add_option("PATH", a.path, "path to check")->required();
   t.action(c, [&a] { return answer(GeneralUtils::FileExists(a.path)); });
 
-  c = t.app.add_subcommand("isdir", "Status 0 if PATH is a directory, else 1");
+  c = t.app.add_subcommand("isdir", "No output; 0 if PATH is a directory, 1 if not");
   c->add_option("PATH", a.path, "path to check; one trailing '/' or '\\' is ignored")->required();
   t.action(c, [&a] { return answer(GeneralUtils::DirectoryExists(a.path)); });
 
-  c = t.app.add_subcommand("writable", "Status 0 if PATH is writable for this user, else 1");
+  c = t.app.add_subcommand("writable", "No output; 0 if this user may write PATH, 1 if not");
   c->add_option("PATH", a.path, "file or directory to check")->required();
   t.action(c, [&a] { return answer(GeneralUtils::IsFileOrDirWritable(a.path)); });
 
@@ -130,27 +113,40 @@ void addFileCommands(Tool& t) {
     return kOk;
   });
 
-  c = t.app.add_subcommand("size", "Size of FILE in bytes");
+  c = t.app.add_subcommand(
+      "size", "Size of FILE in bytes; 1 if it is not a regular file or can't be opened");
   c->add_option("FILE", a.path, "file to measure")->required();
   t.action(c, [&a] {
-    try {
-      line(std::to_string(static_cast<std::streamoff>(GeneralUtils::FileSize(a.path))));
-      return kOk;
-    } catch (const std::runtime_error& e) {
-      complain(std::string("size: ") + e.what());
-      return kFailed;
-    }
+    std::streamoff size = 0;
+    const int reason = GeneralUtils::fileSizeReport(a.path, size);
+    if (reason != 0) return fail("size", a.path, GeneralUtils::fileErrorText(reason));
+    line(std::to_string(size));
+    return kOk;
   });
 
-  c = t.app.add_subcommand("cmp", "Status 0 if A and B hold the same bytes, else 1");
+  c = t.app.add_subcommand(
+      "cmp", "No output; as cmp -s: 0 if A and B hold the same bytes, 1 if not, 2 on trouble");
   c->add_option("A", a.path, "first file")->required();
   c->add_option("B", a.other, "second file")->required();
-  t.action(c, [&a] { return answer(GeneralUtils::CompareFiles(a.path, a.other)); });
+  t.action(c, [&a] {
+    bool same = false;
+    std::string failed;
+    const int reason = GeneralUtils::compareFilesReport(a.path, a.other, same, failed);
+    if (reason == 0) return answer(same);
+    fail("cmp", failed, GeneralUtils::fileErrorText(reason));
+    return kTrouble;
+  });
 
-  c = t.app.add_subcommand("cp", "Copy SRC's bytes over DST");
-  c->add_option("SRC", a.path, "file to copy")->required();
-  c->add_option("DST", a.other, "file to create or replace")->required();
-  t.action(c, [&a] { return copyCommand(a.path, a.other); });
+  c = t.app.add_subcommand("cp",
+                           "Copy SRC over DST (a file or character device); 0 only if DST then "
+                           "holds exactly SRC's bytes, else 1");
+  c->add_option("SRC", a.path, "regular file to copy")->required();
+  c->add_option("DST", a.other, "file to create or replace, or a character device")->required();
+  t.action(c, [&a] {
+    std::string failed;
+    const int reason = GeneralUtils::copyFileReport(a.path, a.other, failed);
+    return reason == 0 ? kOk : fail("cp", failed, GeneralUtils::fileErrorText(reason));
+  });
 }
 
 }  // namespace gutool

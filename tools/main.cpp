@@ -1,8 +1,14 @@
 // generalutils: the library's functions from a shell, for scripts and for checking a machine.
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <iostream>
+#include <memory>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "GeneralUtils.h"
 #include "commands.h"
@@ -25,16 +31,86 @@ void complain(std::string message) {
   std::cerr << "generalutils: " << message << '\n';
 }
 
+int fail(const std::string& command, const std::string& file, const std::string& reason) {
+  complain(command + ": '" + file + "': " + reason);
+  return kFailed;
+}
+
 std::string hex4(unsigned short value) {
   return GeneralUtils::sprintfString("%04X", static_cast<unsigned>(value));
 }
 
+ssize_t readSome(int fd, void* buffer, std::size_t size) {
+  ssize_t n;
+  do n = ::read(fd, buffer, size);
+  while (n < 0 && errno == EINTR);
+  return n;
+}
+
 namespace {
+
+// The rules every subcommand keeps; --help ends with them, and so does the manual page.
+const char kFooter[] =
+    "Exit status:\n"
+    "  0  success or true\n"
+    "  1  false, or a failure, which says why in one line on standard error:\n"
+    "     generalutils: SUBCOMMAND: 'FILE': Reason\n"
+    "  2  a usage error; for cmp, a file that could not be read (as cmp -s)\n"
+    "\n"
+    "A text that begins with '-' goes behind '--':\n"
+    "  generalutils hash8 -- -abc";
+
+// Lists each subcommand with its arguments ("split [-0] SEP TEXT"), so that --help, and the
+// manual page made from it, show how each one is called.
+class Formatter : public CLI::Formatter {
+ public:
+  std::string make_subcommand(const CLI::App* sub) const override {
+    std::string call = sub->get_name();
+    for (const CLI::Option* o : sub->get_options()) {
+      if (o == sub->get_help_ptr()) continue;
+      std::string name = o->get_snames().empty() ? o->get_name() : '-' + o->get_snames().front();
+      if (o->get_items_expected_max() > 1) name += "...";
+      call += ' ' + (o->get_required() ? name : '[' + name + ']');
+    }
+    std::ostringstream text;
+    CLI::detail::format_help(text, call, sub->get_description(), get_column_width());
+    return text.str();
+  }
+};
+
+// The message for a command line that doesn't parse. The two common slips, a misspelt
+// subcommand and a text beginning with '-' that reads as an option, get a plain message;
+// anything else keeps the parser's own words, behind the subcommand's name.
+std::string usageMessage(CLI::App& app, const std::vector<std::string>& args,
+                         const std::string& parserMessage) {
+  CLI::App* command = nullptr;
+  for (const std::string& arg : args) {
+    if (arg == "--") break;
+    if (arg.size() > 1 && arg[0] == '-') {
+      CLI::App& owner = command != nullptr ? *command : app;
+      if (owner.get_option_no_throw(arg.substr(0, arg.find('='))) != nullptr) continue;
+      const std::string unknown = "unknown option '" + arg + "'; ";
+      if (command == nullptr) return unknown + "see 'generalutils --help'";
+      const bool takesText =
+          !command->get_options([](const CLI::Option* o) { return o->get_positional(); }).empty();
+      return command->get_name() + ": " + unknown +
+             (takesText ? "put a text that begins with '-' behind '--'"
+                        : "see 'generalutils " + command->get_name() + " --help'");
+    }
+    if (command != nullptr) continue;
+    const auto named = app.get_subcommands([&arg](CLI::App* c) { return c->check_name(arg); });
+    if (named.empty()) return "'" + arg + "' is not a subcommand; see 'generalutils --help'";
+    command = named.front();
+  }
+  return (command != nullptr ? command->get_name() + ": " : std::string()) + parserMessage;
+}
 
 int runTool(int argc, char** argv) {
   Tool t;
-  t.app.set_version_flag("--version", GENERALUTILS_VERSION);
+  t.app.set_version_flag("--version", std::string("generalutils ") + GENERALUTILS_VERSION);
   t.app.require_subcommand(0, 1);
+  t.app.formatter(std::make_shared<Formatter>());
+  t.app.footer(kFooter);
   addTextCommands(t);
   addFileCommands(t);
   addSystemCommands(t);
@@ -43,7 +119,7 @@ int runTool(int argc, char** argv) {
   } catch (const CLI::ParseError& e) {
     // Help and version requests arrive as "errors" with status 0.
     if (e.get_exit_code() == 0) return t.app.exit(e);
-    complain(e.what());
+    complain(usageMessage(t.app, std::vector<std::string>(argv + 1, argv + argc), e.what()));
     return kUsage;
   }
   if (t.app.get_subcommands().empty()) {

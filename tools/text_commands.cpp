@@ -6,6 +6,7 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "GeneralUtils.h"
 #include "commands.h"
@@ -28,20 +29,19 @@ CLI::Validator lengthIn(std::size_t min, std::size_t max, const std::string& rul
       "");
 }
 
-// All of standard input, bytes exact. The descriptor is read directly: no stream, so no
-// locale and no text mode between the pipe and the encoder.
-std::string readAllStdin() {
-  std::string all;
-  char block[std::size_t{64} * 1024];
+// Standard input percent-encoded block by block, written as it goes: memory stays at one block
+// whatever the input's length, and since the encoding goes byte by byte, the block boundaries
+// change nothing. The descriptor is read directly: no stream, so no locale and no text mode.
+int encodeStdin() {
+  std::vector<char> block(kBlockBytes);
   for (;;) {
-    const ssize_t n = ::read(STDIN_FILENO, block, sizeof(block));
-    if (n == 0) return all;
-    if (n > 0) {
-      all.append(block, static_cast<std::size_t>(n));
-    } else if (errno != EINTR) {
-      throw std::runtime_error(std::string("cannot read standard input: ") + std::strerror(errno));
-    }
+    const ssize_t n = readSome(STDIN_FILENO, block.data(), block.size());
+    if (n == 0) break;
+    if (n < 0) return fail("urlencode", "-", std::strerror(errno));
+    out(GeneralUtils::EncodeURL(std::string(block.data(), static_cast<std::size_t>(n))));
   }
+  line("");
+  return kOk;
 }
 
 }  // namespace
@@ -49,17 +49,18 @@ std::string readAllStdin() {
 void addTextCommands(Tool& t) {
   Args& a = t.args;
 
-  CLI::App* c = t.app.add_subcommand("chain", "First function a call chain calls, TAB, its count");
+  CLI::App* c = t.app.add_subcommand(
+      "chain", "First function TEXT's call chain calls, a TAB, its count; 1 if no call or no name");
   c->add_option("TEXT", a.text, "call expression as the preprocessor's #x renders it")->required();
   t.action(c, [&a] {
     std::string name;
     try {
       const UINT count = GeneralUtils::GetFirstFunctionNameAndCount(a.text, name);
+      if (name.empty()) return fail("chain", a.text, "no call: the text has no '('");
       line(name + '\t' + std::to_string(count));
       return kOk;
-    } catch (const std::length_error&) {
-      complain("chain: no function name in '" + a.text + "'");
-      return kUsage;
+    } catch (const std::length_error& e) {
+      return fail("chain", a.text, e.what());
     }
   });
 
@@ -70,7 +71,8 @@ void addTextCommands(Tool& t) {
     return kOk;
   });
 
-  c = t.app.add_subcommand("strhash", "16-bit additive hash of TEXT's bytes, 4 hex digits");
+  c = t.app.add_subcommand("strhash",
+                           "16-bit additive hash of TEXT (at most 65535 bytes), 4 hex digits");
   c->add_option("TEXT", a.text, "text to hash, at most 65535 bytes")
       ->required()
       ->check(lengthIn(0, 65535, "longer than 65535 bytes, the most a 16-bit length covers"));
@@ -81,19 +83,22 @@ void addTextCommands(Tool& t) {
     return kOk;
   });
 
-  c = t.app.add_subcommand("urlencode", "Percent-encode TEXT, or all of standard input");
+  c = t.app.add_subcommand(
+      "urlencode", "TEXT, or stdin read in 64 KiB blocks, percent-encoded byte by byte, and a LF");
   CLI::Option* text = c->add_option("TEXT", a.text, "text to encode; absent: standard input");
   t.action(c, [&a, text] {
-    line(GeneralUtils::EncodeURL(text->count() > 0 ? a.text : readAllStdin()));
+    if (text->count() == 0) return encodeStdin();
+    line(GeneralUtils::EncodeURL(a.text));
     return kOk;
   });
 
-  c = t.app.add_subcommand("split", "Fields of TEXT between SEP bytes, one per line");
+  c = t.app.add_subcommand(
+      "split", "Fields of TEXT between one-byte SEPs, one per line (NUL-ended with -0)");
+  c->add_flag("-0,--null", a.nul, "end each field with a NUL byte instead of a line feed");
   c->add_option("SEP", a.token, "separator, exactly one byte")
       ->required()
       ->check(lengthIn(1, 1, "must be exactly one byte"));
   c->add_option("TEXT", a.text, "text to split")->required();
-  c->add_flag("-0,--null", a.nul, "end each field with a NUL byte instead of a line feed");
   t.action(c, [&a] {
     const std::string end(1, a.nul ? '\0' : '\n');
     for (const std::string& field : GeneralUtils::splitString(a.text, a.token[0])) {
@@ -102,7 +107,8 @@ void addTextCommands(Tool& t) {
     return kOk;
   });
 
-  c = t.app.add_subcommand("cut", "Text before or after the first or last TOKEN in TEXT");
+  c = t.app.add_subcommand(
+      "cut", "Text before (first, last) or behind (after-first, after-last) that TOKEN");
   c->add_option("MODE", a.mode, "first, last: text before; after-first, after-last: behind")
       ->required()
       ->check(CLI::IsMember(kCuts));
