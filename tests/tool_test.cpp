@@ -1,14 +1,15 @@
-// The generalutils tool end to end: real child processes, real files and pipes on stdin.
+// The generalutils tool end to end: real child processes, real files, a FIFO and devices, pipes
+// on standard input, an unprivileged user through setpriv, interfaces in a namespace of its own.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
-#include <random>
 #include <string>
 #include <vector>
 
-#include "GeneralUtils.h"
 #include "test_support.h"
 
 using namespace ::testing;
@@ -18,67 +19,135 @@ namespace {
 
 using Tool = gutest::TempDirTest;
 
-TEST_F(Tool, Subcommands) {
-  const std::string f9 = path("f9"), copy = path("copy"), none = path("none");
-  gutest::writeFile(f9, "123456789");
+// Every subcommand, in the order of --help; the manual page and the completion offer them all.
+const char kSubcommands[] =
+    "chain\nhash8\nstrhash\nurlencode\nsplit\ncut\nfirstline\ncrc32c\nexists\nisdir\nwritable\n"
+    "join\nsize\ncmp\ncp\nfingerprint\ninfo\nexedir\ntmpdir\ncid\nexec\nreadline\n";
+
+TEST_F(Tool, Contract) {
+  const std::string T = gutest::tool(), t = "'" + T + "' ", f9 = path("f9"), copy = path("copy"),
+                    none = path("none"), ro = path("ro"), fifo = path("fifo"),
+                    odd = path("a\nb\\c"), e = path("e");
+  // Root passes permission bits, so the "nobody" rows run as user 65534 through setpriv.
+  if (gutest::run({"setpriv", "--version"}).status != 0) GTEST_SKIP() << "no setpriv (util-linux)";
+  std::string nobody = t;  // any other user is stopped by permission bits already
+  if (::geteuid() == 0) nobody = "setpriv --reuid=65534 --regid=65534 --clear-groups " + t;
+  for (const std::string& f : {f9, odd, ro}) gutest::writeFile(f, "123456789");
   gutest::writeFile(path(".did"), "CID-7\r\nnext");
-  const std::string exeDir = std::filesystem::canonical(gutest::tool()).parent_path();
-  // As large as one argv entry may be, with every byte but NUL: nothing in it may crash the
-  // tool. Through a pipe it is also more than one of crc32c's 64 KiB blocks.
-  std::string junk(100000, 'x');  // the 'x' stays first, so that it never reads as an option
-  std::mt19937 rng(7);
-  for (size_t i = 1; i < junk.size(); ++i) junk[i] = static_cast<char>(1 + rng() % 255);
-  std::string name;
-  const UINT count = GeneralUtils::GetFirstFunctionNameAndCount(junk, name);
-  const auto crc =
-      GeneralUtils::crc32c(0, reinterpret_cast<const unsigned char*>(junk.data()), junk.size());
-  const std::string fp =
-      nlohmann::json::parse(gutest::run({gutest::tool(), "info", "--json"}).out).at("fingerprint");
-  const Text oneLine = MatchesRegex("generalutils: [^\n]*\n");
+  ASSERT_EQ(0, ::mkdir(e.c_str(), 0755));
+  gutest::writeFile(e + "/.did", "\nCID-8");
+  ASSERT_EQ(0, ::mkfifo(fifo.c_str(), 0600));
+  ASSERT_EQ(0, ::chmod(ro.c_str(), 0444) | ::chmod(dir_.c_str(), 0755));  // 65534 reaches ro
+  std::string encoded;  // of 70000 blanks, more than one 64 KiB block of standard input
+  while (encoded.size() < 210000) encoded += "%20";
+  const std::string msg = "generalutils: ";
   // clang-format off
   struct { std::vector<std::string> argv; std::string in; Text out, err; int status; } cases[] = {
       // {argv}, stdin, stdout, stderr, exit status
-      {{"chain", "(a)"}, "", "", "generalutils: chain: no function name in '(a)'\n", 2},
-      {{"chain", junk}, "", name + "\t" + std::to_string(count) + "\n", "", 0},
-      {{"crc32c"}, junk, GeneralUtils::sprintfString("%08x -\n", crc), "", 0},
-      {{"crc32c", f9, none, f9}, "", "e3069283 " + f9 + "\ne3069283 " + f9 + "\n", oneLine, 1},
-      {{"hash8", "abc"}, "", "59000000\n", "", 0},
-      {{"strhash", "abc"}, "", "62C4\n", "", 0},
-      {{"urlencode"}, "x y\n", "x%20y%0A\n", "", 0},
-      {{"urlencode", junk}, "", GeneralUtils::EncodeURL(junk) + "\n", "", 0},
-      {{"split", ",", "a,,b,"}, "", "a\n\nb\n\n", "", 0},
-      {{"cut", "first", "/", "a/b/c"}, "", "a\n", "", 0},
-      {{"cut", "last", "/", "a/b/c"}, "", "a/b\n", "", 0},
-      {{"cut", "after-first", "/", "a/b/c"}, "", "b/c\n", "", 0},
-      {{"cut", "after-last", "/", "a/b/c"}, "", "c\n", "", 0},
-      {{"firstline", "ab\ncd\r"}, "", "ab\ncd\n", "", 0},
-      {{"exists", dir_}, "", "", "", 0},
-      {{"isdir", dir_ + "/"}, "", "", "", 0},
-      {{"writable", none}, "", "", "", 1},
-      {{"join", "a/", "b"}, "", "a/b\n", "", 0},
-      {{"size", f9}, "", "9\n", "", 0},
-      {{"size", none}, "", "", "generalutils: size: Cannot open file: \n", 1},
-      {{"cp", f9, copy}, "", "", "", 0},
-      {{"cmp", f9, copy}, "", "", "", 0},
-      {{"cp", f9, f9}, "", "", EndsWith(" are the same file\n"), 1},
-      {{"cid", dir_}, "", "CID-7\r\n", "", 0},
-      {{"exedir"}, "", exeDir + "\n", "", 0},
-      {{"tmpdir"}, "", "/var/tmp\n", "", 0},
-      {{"exec", "printf 'a\\tb\\r\\nc'; echo e >&2"}, "", "a\tb\r\nc", "e\n", 0},
-      {{"readline", "5"}, "abcdefg\n", "abcd\n", "", 0},
-      {{"fingerprint"}, "", fp + "\n", "", 0},
-      {{"frobnicate"}, "", "", oneLine, 2},
-      {{}, "", "", HasSubstr("Subcommands:"), 2},
+      {{T}, "", "", HasSubstr("Subcommands:"), 2},
+      {{T, "crc32"}, "", "", msg + "'crc32' is not a subcommand; see 'generalutils --help'\n", 2},
+      {{T, "hash8", "-abc"}, "", "", msg + "hash8: unknown option '-abc'; put a text that begins with '-' behind '--'\n", 2},
+      {{T, "chain", "a.foo(1).bar(2).foo(3)"}, "", "foo(\t2\n", "", 0},
+      {{T, "chain", "abc"}, "", "", msg + "chain: 'abc': no call: the text has no '('\n", 1},
+      {{T, "chain", "(a)"}, "", "", msg + "chain: '(a)': GetFirstFunctionNameAndCount: no function name in the chain text\n", 1},
+      {{T, "crc32c"}, "123456789", "e3069283 -\n", "", 0},
+      {{T, "crc32c", f9, none, odd}, "", "e3069283 " + f9 + "\n\\e3069283 " + dir_ + "/a\\nb\\\\c\n", msg + "crc32c: '" + none + "': No such file or directory\n", 1},
+      {{T, "hash8", "abc"}, "", "59000000\n", "", 0},
+      {{T, "strhash", "abc"}, "", "62C4\n", "", 0},
+      {{T, "urlencode", "a/b c"}, "", "a%2Fb%20c\n", "", 0},
+      {{T, "urlencode"}, std::string(70000, ' '), encoded + "\n", "", 0},
+      {{T, "split", ",", "a,,b,"}, "", "a\n\nb\n\n", "", 0},
+      // One row per cut mode: a mode mapped to the wrong cut shows.
+      {{T, "cut", "first", "/", "a/b/c"}, "", "a\n", "", 0},
+      {{T, "cut", "last", "/", "a/b/c"}, "", "a/b\n", "", 0},
+      {{T, "cut", "after-first", "/", "a/b/c"}, "", "b/c\n", "", 0},
+      {{T, "cut", "after-last", "/", "a/b/c"}, "", "c\n", "", 0},
+      {{T, "firstline", "ab\ncd\r"}, "", "ab\ncd\n", "", 0},
+      {{T, "exists", dir_}, "", "", "", 0},
+      {{T, "isdir", f9}, "", "", "", 1},
+      {{"sh", "-c", nobody + "writable '" + ro + "'"}, "", "", "", 1},
+      {{T, "join", "a/", "b"}, "", "a/b\n", "", 0},
+      {{T, "exedir"}, "", std::filesystem::canonical(T).parent_path().string() + "\n", "", 0},
+      {{T, "tmpdir"}, "", "/var/tmp\n", "", 0},
+      {{T, "fingerprint"}, "", MatchesRegex("[0-9]{1,9}\n"), "", 0},
+      {{T, "size", f9}, "", "9\n", "", 0},
+      {{T, "size", dir_}, "", "", msg + "size: '" + dir_ + "': Is a directory\n", 1},
+      {{T, "cp", f9, copy}, "", "", "", 0},
+      {{T, "cmp", f9, copy}, "", "", "", 0},
+      {{T, "cmp", f9, path(".did")}, "", "", "", 1},
+      {{T, "cmp", f9, none}, "", "", msg + "cmp: '" + none + "': No such file or directory\n", 2},
+      {{T, "cp", f9, "/dev/null"}, "", "", "", 0},
+      {{"sh", "-c", nobody + "cp '" + f9 + "' '" + ro + "'"}, "", "", msg + "cp: '" + ro + "': Permission denied\n", 1},
+      {{T, "cp", "/proc/self/mem", copy}, "", "", msg + "cp: '/proc/self/mem': Input/output error\n", 1},
+      {{T, "cp", fifo, copy}, "", "", msg + "cp: '" + fifo + "': Not a regular file\n", 1},
+      {{T, "cp", f9, "/dev/full"}, "", "", msg + "cp: '/dev/full': No space left on device\n", 1},
+      {{T, "cp", f9, f9}, "", "", msg + "cp: '" + f9 + "': Same file as the source\n", 1},
+      {{T, "cid", dir_}, "", "CID-7\r\n", "", 0},
+      {{T, "cid", none}, "", "", msg + "cid: '" + none + "/.did': No such file or directory\n", 1},
+      {{T, "cid", e}, "", "", msg + "cid: '" + e + "/.did': First line is empty\n", 1},
+      {{T, "exec", "printf 'a\\tb\\0x\\r\\nc'; echo e >&2; exit 3"}, "", "a\tbc", "e\n", 0},
+      {{T, "exec", "--", "-x"}, "", "", ContainsRegex("-x: .*not found"), 0},
+      {{"sh", "-c", t + "readline; cat"}, "a\nb\nc\n", "a\nb\nc\n", "", 0},  // nothing read ahead
+      {{"sh", "-c", t + "readline 5; cat"}, "abcd\nx\n", "abcd\n\nx\n", "", 0},  // N-1 bytes: LF stays
+      {{T, "readline"}, "tail", "tail\n", "", 0},
+      {{T, "readline"}, "", "", "", 1},
+      {{"sh", "-c", t + "readline <" + dir_}, "", "", msg + "readline: '-': Is a directory\n", 1},
   };
   // clang-format on
   for (auto& c : cases) {
     SCOPED_TRACE(PrintToString(c.argv).substr(0, 100));
-    c.argv.insert(c.argv.begin(), gutest::tool());
     const gutest::RunResult r = gutest::run(c.argv, c.in);
     EXPECT_THAT(r.out, c.out);
     EXPECT_THAT(r.err, c.err);
     EXPECT_EQ(c.status, r.status);
   }
+}
+
+TEST(ToolMemory, UrlencodeStreamsStandardInput) {
+  if (gutest::runShell("/usr/bin/time true").status != 0) GTEST_SKIP() << "no /usr/bin/time (time)";
+  // 32 MiB in, 96 MiB out: holding either whole would pass the 16 MiB (time reports KiB).
+  const gutest::RunResult r =
+      gutest::runShell("head -c 33554432 /dev/zero | /usr/bin/time -f %M '" + gutest::tool() +
+                       "' urlencode | wc -c");
+  EXPECT_EQ("100663297\n", r.out);
+  EXPECT_LT(std::stol(r.err), 16384);
+}
+
+TEST(ToolInterfaces, InfoListsTheWalkBehindTheMacHash) {
+  const std::string T = "'" + gutest::tool() + "'";
+  const gutest::RunResult r = gutest::runShell(
+      "unshare -Urn sh -ec 'v() { ip link add $1 address $2 type veth peer name $1p; ip addr add "
+      "10.0.0.1/32 dev $1; }; ip link set lo up; v a0 02:11:22:33:44:55; v e0 02:ff:ff:ff:ff:ff; " +
+      T + " info; " + T + " info --json'");
+  if (r.status != 0) GTEST_SKIP() << "unshare -Urn with veth pairs: " << r.err;
+  // The hashes by hand: even bytes plain, odd ones shifted left by 8, cut to 16 bits.
+  EXPECT_THAT(r.out, HasSubstr("\ninterface:            a0 02:11:22:33:44:55 9968 counted\n"));
+  const auto doc = nlohmann::json::parse(r.out.substr(r.out.find("\n{") + 1));
+  EXPECT_EQ(nlohmann::json::parse(R"([
+      {"name": "lo", "address": "00:00:00:00:00:00", "hash": "0000", "counted": true},
+      {"name": "a0", "address": "02:11:22:33:44:55", "hash": "9968", "counted": true},
+      {"name": "e0", "address": "02:ff:ff:ff:ff:ff", "hash": "FF00", "counted": false}])"),
+            doc.at("interfaces"));
+  EXPECT_EQ("9968", doc.at("mac_hash"));  // the counted ones: 0000 + 9968
+}
+
+TEST(ToolDocs, HelpManualPageAndCompletionOfferEverySubcommand) {
+  const std::string dir = std::filesystem::path(gutest::tool()).parent_path().string() + '/';
+  const auto complete = [&dir](std::vector<std::string> words) {
+    words.insert(words.begin(), {"bash", "-c",
+                                 "source \"$0\"; COMP_WORDS=(generalutils \"$@\"); "
+                                 "COMP_CWORD=$#; _generalutils; printf '%s\\n' \"${COMPREPLY[@]}\"",
+                                 dir + "generalutils.bash"});
+    return gutest::run(words).out;
+  };
+  EXPECT_EQ(kSubcommands, complete({""}));
+  EXPECT_EQ("after-first\nafter-last\n", complete({"cut", "a"}));
+  // The first word of each line of --help's list, and of each tagged paragraph of the page.
+  const std::string list = " | sed -n '/^Subcommands:/,/^$/s/^  \\([a-z0-9]*\\).*/\\1/p'";
+  EXPECT_EQ(kSubcommands, gutest::runShell("'" + gutest::tool() + "' --help" + list).out);
+  if (::access((dir + "generalutils.1").c_str(), R_OK) != 0) GTEST_SKIP() << "no generalutils.1";
+  const std::string tags = "sed -n '/^\\.TP$/{n;s/^\\([a-z][a-z0-9]*\\).*/\\1/p}' ";
+  EXPECT_EQ(kSubcommands, gutest::runShell(tags + "'" + dir + "generalutils.1'").out);
 }
 
 }  // namespace
