@@ -2,73 +2,54 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 
+extern char** environ;
+
 namespace gutest {
 
-namespace {
-
-// Everything a file descriptor holds, from the start.
-std::string slurp(int fd) {
-  std::string all;
-  char buf[65536];
-  ::lseek(fd, 0, SEEK_SET);
-  for (ssize_t n; (n = ::read(fd, buf, sizeof(buf))) != 0;) {
-    if (n > 0) all.append(buf, static_cast<size_t>(n));
-    if (n < 0 && errno != EINTR) break;
-  }
-  return all;
-}
-
-}  // namespace
-
 RunResult run(const std::vector<std::string>& argv, const std::string& input) {
-  // Output goes to unlinked temp files, which never fill up: the child can't block on them
-  // while this side is still writing its input.
-  FILE* out = std::tmpfile();
-  FILE* err = std::tmpfile();
+  // Output goes to files, which never fill up: the child can't block on them while this side
+  // is still writing its input. The input goes through a real pipe, closed once written.
+  char outName[] = "/tmp/gu-out-XXXXXX", errName[] = "/tmp/gu-err-XXXXXX";
+  const int out = ::mkstemp(outName), err = ::mkstemp(errName);
   int in[2];
-  if (out == nullptr || err == nullptr || ::pipe2(in, O_CLOEXEC) != 0) {
-    throw std::runtime_error("cannot set up a child's standard streams");
-  }
+  if (out < 0 || err < 0 || ::pipe2(in, O_CLOEXEC) != 0) throw std::runtime_error("run: setup");
+  posix_spawn_file_actions_t actions;
+  ::posix_spawn_file_actions_init(&actions);
+  ::posix_spawn_file_actions_adddup2(&actions, in[0], 0);
+  ::posix_spawn_file_actions_adddup2(&actions, out, 1);
+  ::posix_spawn_file_actions_adddup2(&actions, err, 2);
   std::vector<char*> args;
   for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
   args.push_back(nullptr);
-
-  const pid_t pid = ::fork();
-  if (pid == 0) {
-    ::dup2(in[0], 0);
-    ::dup2(fileno(out), 1);
-    ::dup2(fileno(err), 2);
-    ::execvp(args[0], args.data());
-    _exit(127);
-  }
+  pid_t pid = -1;
+  const int spawned = ::posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ);
+  ::posix_spawn_file_actions_destroy(&actions);
   ::close(in[0]);
-  // A child that exits without reading all its input is not an error here.
-  ::signal(SIGPIPE, SIG_IGN);
-  for (size_t done = 0; pid > 0 && done < input.size();) {
+  ::signal(SIGPIPE, SIG_IGN);  // a child that exits without reading all its input is fine
+  for (size_t done = 0; spawned == 0 && done < input.size();) {
     const ssize_t n = ::write(in[1], input.data() + done, input.size() - done);
     if (n < 0 && errno != EINTR) break;
     if (n > 0) done += static_cast<size_t>(n);
   }
-  ::close(in[1]);  // end of input for the child
+  ::close(in[1]);
   int status = 0;
-  while (pid > 0 && ::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  while (spawned == 0 && ::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
   RunResult r;
-  r.status = pid < 0 ? -1 : WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  r.out = slurp(fileno(out));
-  r.err = slurp(fileno(err));
-  std::fclose(out);
-  std::fclose(err);
+  r.status = spawned != 0 ? 127 : WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  r.out = readFile(outName);
+  r.err = readFile(errName);
+  ::close(out), ::close(err), ::unlink(outName), ::unlink(errName);
   return r;
 }
 
@@ -82,8 +63,7 @@ std::string tool() { return GU_TOOL_PATH; }
 
 void writeFile(const std::string& path, const std::string& content) {
   std::ofstream f(path, std::ios::binary | std::ios::trunc);
-  f << content;
-  if (!f) throw std::runtime_error("cannot write " + path);
+  if (!(f << content)) throw std::runtime_error("cannot write " + path);
 }
 
 std::string readFile(const std::string& path) {
@@ -100,9 +80,8 @@ void TempDirTest::SetUp() {
 }
 
 void TempDirTest::TearDown() {
-  if (dir_.empty()) return;
   std::error_code ec;
-  std::filesystem::remove_all(dir_, ec);
+  if (!dir_.empty()) std::filesystem::remove_all(dir_, ec);
 }
 
 }  // namespace gutest
