@@ -317,7 +317,7 @@ inline uint64_t load64(const unsigned char* p) {
 }
 
 __attribute__((target("sse4.2"))) uint32_t crc32cHardware(uint32_t crc, const unsigned char* p,
-                                                           size_t len) {
+                                                          size_t len) {
   uint64_t c = ~crc;
   for (; len > 0 && (reinterpret_cast<uintptr_t>(p) & 7) != 0; --len) c = _mm_crc32_u8(c, *p++);
   for (; len >= 3 * kLane; len -= 3 * kLane, p += 3 * kLane) {
@@ -486,11 +486,10 @@ unsigned short macWalk(vector<MacInterface>* all) {
   const size_t records = static_cast<size_t>(conf.ifc_len) / sizeof(struct ifreq);
   for (size_t i = 0; i < records; ++i) {
     struct ifreq* it = &ifconfbuf[i];
-    MacInterface seen = {string(it->ifr_name, strnlen(it->ifr_name, IFNAMSIZ)), false, {}, 0,
-                         false};
+    MacInterface seen = {
+        string(it->ifr_name, strnlen(it->ifr_name, IFNAMSIZ)), false, {}, 0, false};
     // The flags are not looked at: loopback takes a place like any other interface.
-    seen.hasAddress =
-        ::ioctl(sock, SIOCGIFFLAGS, it) >= 0 && ::ioctl(sock, SIOCGIFHWADDR, it) >= 0;
+    seen.hasAddress = ::ioctl(sock, SIOCGIFFLAGS, it) >= 0 && ::ioctl(sock, SIOCGIFHWADDR, it) >= 0;
     bool second = false;
     if (seen.hasAddress) {
       unsigned char* hw = reinterpret_cast<unsigned char*>(it->ifr_hwaddr.sa_data);
@@ -749,8 +748,7 @@ streampos FileSize(const string& sFileName) {
   return size;
 }
 
-int compareFilesReport(const string& file1, const string& file2, bool& same,
-                       string& sFailedFile) {
+int compareFilesReport(const string& file1, const string& file2, bool& same, string& sFailedFile) {
   same = false;
   int fd1 = -1;
   int fd2 = -1;
