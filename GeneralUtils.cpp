@@ -418,6 +418,10 @@ class NodeNames {
   mutex lock_;
 };
 
+unsigned short textHash(const char* text) {
+  return sumHash(reinterpret_cast<const unsigned char*>(text), strlen(text));
+}
+
 }  // namespace
 
 static void GetCpuid(unsigned int* b1, unsigned int* b2, unsigned int* b3, unsigned int* b4) {
@@ -448,14 +452,6 @@ const char* getMachineDetails() {
   static NodeNames& names = *new NodeNames;
   return names.current();
 }
-
-namespace {
-
-unsigned short textHash(const char* text) {
-  return sumHash(reinterpret_cast<const unsigned char*>(text), strlen(text));
-}
-
-}  // namespace
 
 unsigned short getMachineDetailsHash() { return textHash(getMachineDetails()); }
 
