@@ -100,7 +100,9 @@ TEST_F(Files, OnlyRegularFilesAreFiles) {
       {"/dev/zero", kNotRegularFile},  {dir_, EISDIR},
       {path("missing"), ENOENT},
   };
-  for (const auto& [odd, reason] : kOdd) {
+  for (const auto& c : kOdd) {
+    const string& odd = c.first;  // a lambda can't capture a structured binding in C++17
+    const int reason = c.second;
     SCOPED_TRACE(odd);
     streamoff size = -1;
     bool same = true;
