@@ -605,16 +605,10 @@ int openRegular(const string& path, int& fd) {
   const int opened = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (opened < 0) return errno;
   struct stat st;
-  int reason = 0;
-  if (::fstat(opened, &st) != 0) {
-    reason = errno;
-  } else if (S_ISDIR(st.st_mode)) {
-    reason = EISDIR;
-  } else if (!S_ISREG(st.st_mode)) {
-    reason = kNotRegularFile;
-  } else if (::fcntl(opened, F_SETFL, O_RDONLY) != 0) {
-    reason = errno;
-  }
+  int reason = ::fstat(opened, &st) != 0 ? errno : 0;
+  if (reason == 0 && S_ISDIR(st.st_mode)) reason = EISDIR;
+  if (reason == 0 && !S_ISREG(st.st_mode)) reason = kNotRegularFile;
+  if (reason == 0 && ::fcntl(opened, F_SETFL, O_RDONLY) != 0) reason = errno;
   if (reason != 0) {
     ::close(opened);
     return reason;
