@@ -566,17 +566,22 @@ bool hasNul(const string& path) { return path.find('\0') != string::npos; }
 // The descriptor helpers below serve the CID file, the file contents and the command
 // capture alike. Each read or write resumes after a signal with what it already has.
 
+// One read(), resumed when a signal interrupts it before any byte arrives.
+ssize_t readSome(int fd, char* buf, size_t n) {
+  ssize_t got;
+  do got = ::read(fd, buf, n);
+  while (got < 0 && errno == EINTR);
+  return got;
+}
+
 // read() until n bytes or the end of the file: the count (short only at the end), or -1
 // with errno set.
 ssize_t readFull(int fd, char* buf, size_t n) {
   size_t done = 0;
   while (done < n) {
-    const ssize_t got = ::read(fd, buf + done, n - done);
+    const ssize_t got = readSome(fd, buf + done, n - done);
+    if (got < 0) return -1;
     if (got == 0) break;
-    if (got < 0) {
-      if (errno == EINTR) continue;
-      return -1;
-    }
     done += static_cast<size_t>(got);
   }
   return static_cast<ssize_t>(done);
@@ -634,9 +639,7 @@ int cidFromFileReport(string installDir, string& cid, string& sDidPath) {
   string line;
   char block[4096];
   for (;;) {
-    ssize_t n;
-    do n = ::read(fd, block, sizeof(block));
-    while (n < 0 && errno == EINTR);
+    const ssize_t n = readSome(fd, block, sizeof(block));
     if (n < 0) return errno;
     if (n == 0) break;
     const char* end = static_cast<const char*>(memchr(block, '\n', static_cast<size_t>(n)));
@@ -881,9 +884,7 @@ string execCommandAndSaveOutput(const char* cmd) {
     vector<char> block(size_t{64} * 1024);
     const int fd = fileno(pipe);
     for (;;) {
-      ssize_t n;
-      do n = ::read(fd, block.data(), block.size());
-      while (n < 0 && errno == EINTR);
+      const ssize_t n = readSome(fd, block.data(), block.size());
       if (n <= 0) break;  // the end of the output, or a read error, which ends it too
       const char* p = block.data();
       const char* const end = p + n;
