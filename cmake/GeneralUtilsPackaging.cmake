@@ -156,12 +156,14 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 # postinst and postrm scripts that call ldconfig themselves, which does no harm.)
 file(WRITE ${PROJECT_BINARY_DIR}/debian-control/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian-control/triggers)
-set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
-  "string, hash, host, file and process helpers for C++ - shared library
-GeneralUtils is a C++ library of free functions for x86-64 Linux: call-chain
+# The long description both library packages share, before what each one contains.
+set(generalutils_library_about "GeneralUtils is a C++ library of free functions for x86-64 Linux: call-chain
 analysis of source text, CRC-32C and other hashes, a machine fingerprint,
 printf-style formatting, cutting, splitting and URL encoding of strings, path
-and whole-file queries, file copy and compare, and a command's captured output.
+and whole-file queries, file copy and compare, and a command's captured output.")
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
+  "string, hash, host, file and process helpers for C++ - shared library
+${generalutils_library_about}
 
 This package contains the shared library.")
 
@@ -170,10 +172,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ${generalutils_same_version})
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
   "string, hash, host, file and process helpers for C++ - development files
-GeneralUtils is a C++ library of free functions for x86-64 Linux: call-chain
-analysis of source text, CRC-32C and other hashes, a machine fingerprint,
-printf-style formatting, cutting, splitting and URL encoding of strings, path
-and whole-file queries, file copy and compare, and a command's captured output.
+${generalutils_library_about}
 
 This package contains the header, the static library, the CMake package
 GeneralUtils and the pkg-config file generalutils.")
