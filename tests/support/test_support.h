@@ -15,8 +15,8 @@ struct RunResult {
   std::string err;
 };
 
-// Runs argv[0] (searched in PATH) with `input` written to its standard input through a
-// pipe, which is closed once written. Captures standard output and error.
+// Runs argv[0] (searched in PATH, exec'd by /bin/sh) with `input` written to its standard
+// input through a pipe, which is closed once written. Captures standard output and error.
 RunResult run(const std::vector<std::string>& argv, const std::string& input = "");
 
 // Runs a shell command line the same way.
