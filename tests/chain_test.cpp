@@ -8,8 +8,6 @@
 
 #include "GeneralUtils.h"
 
-namespace {
-
 // Runs the expression and gives its text as the engine's recording macros see it.
 #define RECORD(x) (static_cast<void>(x), #x)
 
@@ -37,7 +35,7 @@ TEST(Chain, NameAndCount) {
       {"f<A,  B>(1).f<A, B>(2).f<A,B>(3)",           "f<A, B>(",             2},
       {"templates.__funcTemplate<decltype(r)>(1)",   "__funcTemplate<",      1},
       {"x.__func.__funcTemplate<int>(1).g(2)",       "__funcTemplate<",      1},
-      {"obj.__funcTemplate<int>(1)",                 "__funcTemplate<int>(", 1},
+      {"templates.__funcTemplate<int>(1)",           "__funcTemplate<int>(", 1},
       // A real expression, spaced as the preprocessor renders it: a blank behind each comma
       // that has one in the source, '>>' as written.
       {RECORD(std::vector<std::vector<int>>(2, std::vector<int>(3)).size()),
@@ -55,5 +53,3 @@ TEST(Chain, NameAndCount) {
     EXPECT_EQ(c.name, name);
   }
 }
-
-}  // namespace

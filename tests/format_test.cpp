@@ -13,8 +13,6 @@
 
 std::string cxx11Check();  // cxx11_check.cpp, compiled as C++11
 
-namespace {
-
 using GeneralUtils::sprintfString;
 
 TEST(Format, Sprintf) {
@@ -29,7 +27,7 @@ TEST(Format, Sprintf) {
 }
 
 // The largest single allocation since the last reset, seen through operator new.
-std::atomic<size_t> largestAllocation(0);
+static std::atomic<size_t> largestAllocation(0);
 
 // A wide character the C locale cannot convert fails every pass alike: the error comes at
 // once, from the first buffer, not after doubling it towards INT_MAX.
@@ -42,18 +40,13 @@ TEST(Format, HopelessFormatFailsAtOnce) {
 }
 
 TEST(Format, PadString) {
-  // clang-format off
-  struct { std::string str; const char* want; size_t num; bool left; char pad; } cases[] = {
-      // str    want    num  left   pad
-      {"7",     "007",  3,   true,  '0'},
-      {"7",     "7**",  3,   false, '*'},
-      {"abc",   "abc",  1,   true,  '.'},  // never shortens
+  const auto pad = [](std::string s, size_t num, bool left, char c) {
+    GeneralUtils::padString(s, num, left, c);
+    return s;
   };
-  // clang-format on
-  for (auto& c : cases) {
-    GeneralUtils::padString(c.str, c.num, c.left, c.pad);
-    EXPECT_EQ(c.want, c.str) << c.num << (c.left ? " from the left" : " from the right");
-  }
+  EXPECT_EQ("007", pad("7", 3, true, '0'));
+  EXPECT_EQ("7**", pad("7", 3, false, '*'));
+  EXPECT_EQ("abc", pad("abc", 1, true, '.'));  // never shortens
 }
 
 TEST(Format, NarrowingKeepsLowByte) {
@@ -65,8 +58,6 @@ TEST(Format, NarrowingKeepsLowByte) {
 }
 
 TEST(Format, HeaderWorksFromCxx11) { EXPECT_EQ("nulled", cxx11Check()); }
-
-}  // namespace
 
 // noinline: inlined into a caller, the pairing of malloc with free draws a false warning.
 __attribute__((noinline)) void* operator new(size_t n) {

@@ -5,7 +5,6 @@
 #include <sys/utsname.h>
 
 #include <cstdio>
-#include <set>
 #include <string>
 
 #include "GeneralUtils.h"
@@ -83,14 +82,15 @@ TEST(Host, MacHashAndFingerprintInNamespaces) {
                   " fingerprint=" + crcOfJoined(mac, "build01", cpuHash).substr(0, 9) + "\n",
               reportIn(setup, "build01"));
   }
-  // Node names 0, 1, ... until this processor gives a CRC of 10 digits and one of 8 or fewer,
-  // nothing listed; the first name for each length shows that only 10 digits are cut.
-  std::set<size_t> lengths;
-  for (int i = 0; !lengths.count(10) || *lengths.begin() > 8; ++i) {
-    const std::string crc = crcOfJoined(0, std::to_string(i), cpuHash);
-    if (!lengths.insert(crc.size()).second) continue;
-    EXPECT_THAT(reportIn("", std::to_string(i)),
-                testing::EndsWith(" fingerprint=" + crc.substr(0, 9) + "\n"));
+  // Node names 0, 1, ... until this processor gives a CRC of 8 digits or fewer and one of
+  // 2^31 or more, nothing listed: only 10 digits are cut, and the CRC is printed unsigned.
+  bool shortSeen = false, highSeen = false;
+  for (int i = 0; !shortSeen || !highSeen; ++i) {
+    const std::string node = std::to_string(i), crc = crcOfJoined(0, node, cpuHash);
+    const bool isShort = crc.size() <= 8, isHigh = std::stoul(crc) >= 0x80000000u;
+    if ((!isShort || shortSeen) && (!isHigh || highSeen)) continue;
+    shortSeen |= isShort, highSeen |= isHigh;
+    EXPECT_THAT(reportIn("", node), testing::EndsWith(" fingerprint=" + crc.substr(0, 9) + "\n"));
   }
 }
 
