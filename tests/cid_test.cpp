@@ -1,5 +1,5 @@
 // The executable's directory and the CID file, as seen by a copy of host_probe in a temp dir.
-#include <string>
+#include <tuple>
 
 #include "test_support.h"
 
@@ -9,26 +9,25 @@ TEST_F(Cid, FirstLineOfTheDidFile) {
   ASSERT_EQ(0, gutest::runShell("cd " + dir_ + " && cp " + gutest::probe("host_probe") +
                                 " app && mkdir inst && echo inst >inst/.did")
                    .status);
-  struct CidCase {
-    const char *what, *did, *installDir, *cid;
+  const std::string longLine(5000, 'c');  // past the 4 KiB that one read takes
+  const std::tuple<bool, std::string, std::string, std::string> kCases[] = {
+      // a .did beside the program (false: none, first row only), its text, install dir, CID
+      {false, "", "", ""},
+      {true, "first\nsecond\n", "", "first"},
+      {true, "first\r\nsecond", "", "first\r"},  // CRLF
+      {true, "whole", "", "whole"},              // no line feed
+      {true, "", "", ""},
+      {true, longLine + "\nnext", "", longLine},
+      {true, "beside", "inst", "inst"},
+      {true, "beside", "inst/", "inst"},
   };
-  const CidCase kCases[] = {
-      // what, .did beside the program (nullptr: none, first row only), install dir, CID
-      {"no file", nullptr, "", ""},
-      {"two lines", "first\nsecond\n", "", "first"},
-      {"CRLF", "first\r\nsecond", "", "first\r"},
-      {"no line feed", "whole", "", "whole"},
-      {"empty", "", "", ""},
-      {"install dir", "beside", "inst", "inst"},
-      {"install dir with '/'", "beside", "inst/", "inst"},
-  };
-  for (const CidCase& c : kCases) {
-    SCOPED_TRACE(c.what);
-    if (c.did != nullptr) gutest::writeFile(path(".did"), c.did);
+  for (const auto& [file, did, installDir, cid] : kCases) {
+    SCOPED_TRACE(did.substr(0, 20) + " | " + installDir);
+    if (file) gutest::writeFile(path(".did"), did);
     const gutest::RunResult r =
-        gutest::run({path("app"), "--exe", *c.installDir ? path(c.installDir) : ""});
+        gutest::run({path("app"), "--exe", installDir.empty() ? "" : path(installDir)});
     // GetExeDir, getCidFilePath and GetCidFromFile, each framed, since a CID may hold a '\r'.
-    EXPECT_EQ("[" + dir_ + "]\n[" + dir_ + "/.did]\n[" + c.cid + "]\n", r.out) << r.err;
+    EXPECT_EQ("[" + dir_ + "]\n[" + dir_ + "/.did]\n[" + cid + "]\n", r.out) << r.err;
   }
 }
 

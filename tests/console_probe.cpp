@@ -4,7 +4,6 @@
 //   c    clean_stdin, printing nothing
 #include <cstdlib>
 #include <iostream>
-#include <string>
 
 #include "GeneralUtils.h"
 

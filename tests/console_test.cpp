@@ -1,8 +1,7 @@
 // Console line input, read by console_probe from a real pipe on its standard input. The
 // pipe is closed once the input is written, so end of input is real.
-#include <gtest/gtest.h>
 
-#include <string>
+#include <tuple>
 
 #include "test_support.h"
 
@@ -10,10 +9,7 @@ using std::string;
 using namespace std::string_literals;
 
 TEST(Console, ReadsLinesFromStandardInput) {
-  struct ConsoleCase {
-    string input, ops, expected;
-  };
-  const ConsoleCase kCases[] = {
+  const std::tuple<string, string, string> kCases[] = {
       // input, ops (see console_probe.cpp), expected output
       // The limit of 5 cuts the first line; a line starting with NUL reads as empty.
       {"abcdefg\n\0ab\ncd\n"s, "l5 r5 l8 l8", "[abcd]\n{efg\0\0}\n[]\n[cd]\n"s},
@@ -26,9 +22,9 @@ TEST(Console, ReadsLinesFromStandardInput) {
       // Clean drops the rest of a line; after a whole line it swallows the next one.
       {"abcdefg\nhi\njk\n", "l5 c l5 c l5", "[abcd]\n[hi]\n[]\n"},
   };
-  for (const ConsoleCase& c : kCases) {
-    const auto r = gutest::runShell(gutest::probe("console_probe") + " " + c.ops, c.input);
-    EXPECT_EQ(0, r.status) << c.ops << ": " << r.err;
-    EXPECT_EQ(c.expected, r.out) << c.ops;
+  for (const auto& [input, ops, expected] : kCases) {
+    const auto r = gutest::runShell(gutest::probe("console_probe") + " " + ops, input);
+    EXPECT_EQ(0, r.status) << ops << ": " << r.err;
+    EXPECT_EQ(expected, r.out) << ops;
   }
 }

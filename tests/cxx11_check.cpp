@@ -1,6 +1,5 @@
 // Built at C++11 on purpose: the header has to stay usable from code that is not C++17.
 // format_test calls cxx11Check() and checks what it returns.
-#include <string>
 
 #include "GeneralUtils.h"
 

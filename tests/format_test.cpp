@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <new>
 #include <stdexcept>
-#include <string>
 
 #include "GeneralUtils.h"
 

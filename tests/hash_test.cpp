@@ -2,10 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <numeric>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "GeneralUtils.h"
 
@@ -21,12 +18,10 @@ TEST(Hash, StrHash) {
 }
 
 TEST(Hash, Crc32cVectors) {
-  std::string up(32, '\0');
-  std::iota(up.begin(), up.end(), '\0');
-  // The check value, then iSCSI vectors of RFC 3720, section B.4; both paths, and two calls
-  // that hand the result on.
-  const std::pair<std::string, uint32_t> kCases[] = {
-      {"123456789", 0xE3069283}, {std::string(32, '\0'), 0x8A9136AA}, {up, 0x46DD794E}};
+  // The check value, and the first iSCSI vector of RFC 3720, section B.4; both paths, and
+  // two calls that hand the result on.
+  const std::pair<std::string, uint32_t> kCases[] = {{"123456789", 0xE3069283},
+                                                     {std::string(32, '\0'), 0x8A9136AA}};
   for (const auto& [in, want] : kCases) {
     const auto* p = reinterpret_cast<const unsigned char*>(in.data());
     EXPECT_EQ(want, crc32cBitwise(0, p, in.size())) << in;

@@ -5,9 +5,9 @@
 //                               on a line in [ ], since a CID may hold a '\r'
 //   host_probe --uname-fails    getHostName, getMachineDetails and [GetOS_Name], one a line,
 //                               with every uname() call failing (a seccomp filter)
-//   host_probe --rename-race    run in a UTS namespace of its own: three threads ask while a
-//                               fourth renames the host back and forth; prints the number of
-//                               answers and of those that fit neither name
+//   host_probe --rename-race    run in a UTS namespace of its own: three threads ask while the
+//                               main one renames the host back and forth; prints how many
+//                               answers fit neither name
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <stddef.h>
@@ -20,9 +20,7 @@
 #include <cstdio>
 #include <cstring>
 #include <set>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "GeneralUtils.h"
 
@@ -51,28 +49,22 @@ std::vector<std::string> ask() {
 
 void renameRace() {
   const std::string names[2] = {"alpha", "a-much-longer-name-for-beta"};
-  const auto rename = [&names](int i) { ::sethostname(names[i].data(), names[i].size()); };
   std::set<std::string> fits;
-  for (int i = 0; i < 2; ++i) {
-    rename(i);
+  for (const std::string& name : names) {
+    ::sethostname(name.data(), name.size());
     for (const std::string& part : ask()) fits.insert(part);
   }
-  std::atomic<int> running(3);
-  std::atomic<long> answers(0), torn(0);
-  std::vector<std::thread> threads;
-  threads.emplace_back([&] {
-    for (int i = 0; running > 0; ++i) rename(i & 1);
-  });
+  std::atomic<long> torn(0);
+  std::vector<std::thread> askers;
   for (int t = 0; t < 3; ++t) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 2000; ++i, ++answers) {
+    askers.emplace_back([&] {
+      for (int i = 0; i < 2000; ++i)
         for (const std::string& part : ask()) torn += fits.count(part) == 0;
-      }
-      --running;
     });
   }
-  for (std::thread& t : threads) t.join();
-  printf("answers=%ld torn=%ld\n", answers.load(), torn.load());
+  for (int i = 0; i < 20000; ++i) ::sethostname(names[i & 1].data(), names[i & 1].size());
+  for (std::thread& t : askers) t.join();
+  printf("torn=%ld of 3 x 2000 answers\n", torn.load());
 }
 
 }  // namespace

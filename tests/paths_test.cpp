@@ -1,7 +1,7 @@
 // Path queries on a real tree in a temp dir, and path building.
 #include <cerrno>
 #include <cstdlib>
-#include <string>
+#include <tuple>
 
 #include "GeneralUtils.h"
 #include "test_support.h"
@@ -13,12 +13,9 @@ using Paths = gutest::TempDirTest;
 TEST_F(Paths, QueriesAndBuilding) {
   const std::string tree = "touch f && mkdir d && ln -s d ld && ln -s none dangling";
   ASSERT_EQ(0, gutest::runShell("cd " + dir_ + " && " + tree).status);
-  struct PathCase {
-    std::string path;
-    bool dir, exists;  // exists: FileExists, and IsFileOrDirWritable in a temp dir of our own
-    int err;           // errno after FileExists; 0 when left alone
-  };
-  const PathCase kCases[] = {
+  // exists: FileExists, and IsFileOrDirWritable in a temp dir of our own; err: errno after
+  // FileExists, 0 when left alone.
+  const std::tuple<std::string, bool, bool, int> kCases[] = {
       // path, DirectoryExists, FileExists, errno
       {path("f"), false, true, 0},
       {path("d"), true, true, 0},
@@ -33,15 +30,15 @@ TEST_F(Paths, QueriesAndBuilding) {
       {"\\", false, false, ENOENT},               // a relative name
       {path("d") + '\0' + "x", false, false, 0},  // cut at the NUL, it would be "d"
   };
-  for (const PathCase& c : kCases) {
-    SCOPED_TRACE(testing::PrintToString(c.path));
-    EXPECT_EQ(c.dir, DirectoryExists(c.path));
+  for (const auto& [p, dir, exists, err] : kCases) {
+    SCOPED_TRACE(testing::PrintToString(p));
+    EXPECT_EQ(dir, DirectoryExists(p));
     errno = 0;
-    EXPECT_EQ(c.exists, FileExists(c.path));
-    EXPECT_EQ(c.err, errno);
+    EXPECT_EQ(exists, FileExists(p));
+    EXPECT_EQ(err, errno);
     // Whether "/" is writable depends on the user and on the root file system's mount.
-    if (c.path == "/") continue;
-    EXPECT_EQ(c.exists, IsFileOrDirWritable(c.path));
+    if (p == "/") continue;
+    EXPECT_EQ(exists, IsFileOrDirWritable(p));
   }
   // folder, AppendFileName(folder, "b"): only '/' counts as a separator
   const std::pair<const char*, const char*> kAppends[] = {

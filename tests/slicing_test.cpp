@@ -1,19 +1,15 @@
 // Token cuts, line-end cuts and splitting.
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "GeneralUtils.h"
 
 using namespace GeneralUtils;
 using std::string;
 
 TEST(Slicing, FixedCases) {
-  struct SliceCase {
-    string text, token, untilFirst, untilLast, afterFirst, afterLast, untilEol;
-    std::vector<string> fields;  // split at ','
-  };
+  // clang-format off
+  struct SliceCase { string text, token, untilFirst, untilLast, afterFirst, afterLast, untilEol; std::vector<string> fields; };
+  // clang-format on
   // Rows: the only hit at position 0; the only hit at the very end, behind a leading line feed;
   // a miss; an empty token; an empty text; a token of two characters; overlapping hits, where
   // a carriage return ends the line even behind an earlier line feed.

@@ -3,8 +3,6 @@
 // exactly the ASCII ones.
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "GeneralUtils.h"
 
 using GeneralUtils::EncodeURL;

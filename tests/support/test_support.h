@@ -11,8 +11,7 @@ namespace gutest {
 
 struct RunResult {
   int status = -1;  // exit status, or 128 + signal number when the child was killed
-  std::string out;
-  std::string err;
+  std::string out, err;
 };
 
 // Runs argv[0] (searched in PATH, exec'd by /bin/sh) with `input` written to its standard

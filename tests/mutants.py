@@ -1,0 +1,274 @@
+#!/usr/bin/env python3
+"""Runs the test suite against deliberately broken copies of the library and the tool.
+
+Each mutant below is one plausible slip: a boundary off by one, a check left out, a flag
+dropped. The suite should fail on every mutant that changes behaviour; a mutant it survives
+points at a gap in the tests. The work happens in a copy of the tree, so the checkout is
+never touched:
+
+    tests/mutants.py                     every mutant, results in build/mutants/results.json
+    tests/mutants.py --only crc          the mutants whose name contains "crc"
+    tests/mutants.py --list              the names and what each breaks
+
+A mutant "survives" when every test still passes, is "killed" when at least one fails or
+times out, and "equivalent" ones are left out of the list. It takes about half a minute a
+mutant on two cores (a rebuild of the library and what links it, then ctest without the
+package tests).
+"""
+import argparse
+import json
+import os
+import shutil
+import subprocess
+import sys
+import time
+
+LIB = "GeneralUtils.cpp"
+HDR = "GeneralUtils.h"
+TEXT = "tools/text_commands.cpp"
+FILES = "tools/file_commands.cpp"
+SYSTEM = "tools/system_commands.cpp"
+MAIN = "tools/main.cpp"
+
+# (name, file, old text, new text, occurrence of the old text to replace, counted from 1)
+MUTANTS = [
+    # Formatting and narrowing
+    ("fmt-fit-boundary", LIB, "n >= 0 && n < size", "n >= 0 && n <= size"),
+    ("fmt-grows-on-hopeless", LIB, "if (n < 0 && error != 0) throw", "if (n < 0 && error == -1) throw"),
+    ("fmt-reuses-va-list", LIB, "fmt.c_str(), pass);", "fmt.c_str(), ap);"),
+    ("pad-wrong-side", LIB, "bInsertFromLeft ? 0 : str.size()", "bInsertFromLeft ? str.size() : 0"),
+    ("pad-shortens", LIB, "if (str.size() >= num) return;", "if (str.size() >= num) { str.resize(num); return; }"),
+    ("narrow-seven-bits", LIB, "& 0xFFu)", "& 0x7Fu)"),
+    ("narrow-null-text", LIB, "if (pwch == nullptr) return string();", "if (pwch == nullptr) return \"(null)\";"),
+    ("vdelete-keeps-pointer", HDR, "      delete (var);    \\\n      (var) = nullptr; \\", "      delete (var);    \\"),
+    # Cutting and splitting
+    ("until-first-finds-last", LIB, "const size_t pos = sStr.find(sToken);\n  if (pos != string::npos) sStr.resize(pos);", "const size_t pos = sStr.rfind(sToken);\n  if (pos != string::npos) sStr.resize(pos);"),
+    ("until-last-keeps-token", LIB, "const size_t pos = sStr.rfind(sToken);\n  if (pos != string::npos) sStr.resize(pos);", "const size_t pos = sStr.rfind(sToken);\n  if (pos != string::npos) sStr.resize(pos + 1);"),
+    ("after-first-one-byte", LIB, "return sStr.substr(pos + sToken.size());", "return sStr.substr(pos + 1);", 1),
+    ("after-last-one-byte", LIB, "return sStr.substr(pos + sToken.size());", "return sStr.substr(pos + 1);", 2),
+    ("after-first-empty-token", LIB, "if (sStr.empty() || sToken.empty()) return string();", "if (sStr.empty()) return string();", 1),
+    ("eol-lf-first", LIB, "size_t pos = sStr.find('\\r');\n  if (pos == string::npos) pos = sStr.find('\\n');", "size_t pos = sStr.find('\\n');\n  if (pos == string::npos) pos = sStr.find('\\r');"),
+    ("split-drops-empty-tail", LIB, "output.push_back(s.substr(prev_pos));\n  return output;", "if (prev_pos < s.size()) output.push_back(s.substr(prev_pos));\n  return output;"),
+    ("split-drops-empty-field", LIB, "output.push_back(s.substr(prev_pos, pos - prev_pos));", "if (pos > prev_pos) output.push_back(s.substr(prev_pos, pos - prev_pos));"),
+    # URL encoding
+    ("url-digits-escaped", LIB, "if (isalnum(c) ||", "if (isalpha(c) ||"),
+    ("url-tilde-escaped", LIB, " || c == '~') continue;", ") continue;"),
+    ("url-slash-kept", LIB, "c == '.' || c == '~'", "c == '.' || c == '/' || c == '~'"),
+    ("url-lower-hex", LIB, "escaped << '%' << uppercase;", "escaped << '%';"),
+    ("url-one-digit", LIB, "escaped.width(2);\n", ""),
+    ("url-signed-byte", LIB, "static_cast<unsigned>(c) << nouppercase", "static_cast<unsigned>(static_cast<signed char>(c)) << nouppercase"),
+    # Call-chain analysis
+    ("chain-drops-comma-blank", LIB, "if (previous == ',') *out++ = ' ';", ""),
+    ("chain-joins-angles", LIB, "if (c == '>' && previous == '>') *out++ = ' ';", ""),
+    ("chain-any-wrapper", LIB, "s.find(\"templates.__funcTemplate<decltype\")", "s.find(\"templates.__funcTemplate<\")"),
+    ("chain-plain-template-wrapper", LIB, "s.find(\"__func.__funcTemplate<\")", "s.find(\".__funcTemplate<\")"),
+    ("chain-leading-parens-kept", LIB, "size_t openBracket = s.find_first_not_of('(');", "size_t openBracket = 0;"),
+    ("chain-parens-only-no-throw", LIB, "if (openBracket == string::npos) openBracket = s.size();", "if (openBracket == string::npos) openBracket = 0;"),
+    ("chain-arrow-first", LIB, "max(openBracket, max(byValue, pointer))", "max(openBracket, pointer != 0 ? pointer : byValue)"),
+    ("chain-dot-first", LIB, "max(openBracket, max(byValue, pointer))", "max(openBracket, byValue != 0 ? byValue : pointer)"),
+    ("chain-name-without-paren", LIB, "sFirstFunctionName.assign(s, start, ps - start);", "sFirstFunctionName.assign(s, start, ps - start - 1);"),
+    ("chain-count-from-one", LIB, "UINT cnt = 0;", "UINT cnt = 1;"),
+    ("chain-count-from-open", LIB, "ps = s.find(sFirstFunctionName, ps + 1);", "ps = s.find(sFirstFunctionName, ps + 1 + (cnt == 1));"),
+    ("chain-no-throw", LIB, "throw length_error(\"GetFirstFunctionNameAndCount: no function name in the chain text\");", "return 0;"),
+    ("chain-name-before-throw", LIB, "const size_t start = max(openBracket, max(byValue, pointer));", "const size_t start = max(openBracket, max(byValue, pointer));\n  sFirstFunctionName.clear();"),
+    # Hashes
+    ("strhash-odd-even", LIB, "<< ((i & 1) * 8)", "<< (((i + 1) & 1) * 8)"),
+    ("strhash-cuts-to-byte", LIB, "static_cast<uint32_t>(str[i]) <<", "static_cast<uint32_t>(static_cast<unsigned char>(str[i])) <<"),
+    ("strhash-signed-node-byte", LIB, "return sumHash(reinterpret_cast<const unsigned char*>(text), strlen(text));", "return sumHash(reinterpret_cast<const signed char*>(text), strlen(text));"),
+    ("crc-no-preinvert", LIB, "  crc = ~crc;\n  for (size_t i = 0; i < len; ++i) {", "  for (size_t i = 0; i < len; ++i) {"),
+    ("crc-poly", LIB, "const uint32_t POLY = 0x82f63b78;", "const uint32_t POLY = 0x82f63b79;"),
+    ("crc-lane-shifts-swapped", LIB, "c = multModPoly(kShiftTwoLanes, static_cast<uint32_t>(a)) ^\n        multModPoly(kShiftLane,", "c = multModPoly(kShiftLane, static_cast<uint32_t>(a)) ^\n        multModPoly(kShiftTwoLanes,"),
+    ("crc-lane-seed", LIB, "uint64_t a = c, b = 0, d = 0;", "uint64_t a = c, b = c, d = 0;"),
+    ("crc-drops-last-byte", LIB, "for (; len > 0; --len) c = _mm_crc32_u8(c, *p++);\n  return", "for (; len > 1; --len) c = _mm_crc32_u8(c, *p++);\n  return"),
+    ("crc-hw-no-postinvert", LIB, "return ~static_cast<uint32_t>(c);", "return static_cast<uint32_t>(c);"),
+    ("crc-lane-join-off", LIB, "multModPoly(kShiftLane, static_cast<uint32_t>(b)) ^ static_cast<uint32_t>(d)", "static_cast<uint32_t>(b) ^ static_cast<uint32_t>(d)"),
+    ("hash8-unsigned-bytes", LIB, "static_cast<int32_t>(static_cast<signed char>(c))", "static_cast<int32_t>(static_cast<unsigned char>(c))"),
+    ("hash8-pads-left", LIB, "padString(retVal, 8, false, '0');", "padString(retVal, 8, true, '0');"),
+    ("hash8-nine-chars", LIB, "return retVal.substr(0, 8);", "return retVal.substr(0, 9);"),
+    ("hash8-weight-from-zero", LIB, "    ++y;\n    x +=", "    x +=") ,
+    # Host facts and fingerprint
+    ("host-unknown-empty", LIB, "if (::uname(&fresh) < 0) return \"unknown\";", "if (::uname(&fresh) < 0) return \"\";"),
+    ("host-one-record", LIB, "const char* getMachineDetails() {\n  static NodeNames& names = *new NodeNames;\n  return names.current();", "const char* getMachineDetails() {\n  return getHostName();"),
+    ("host-shared-buffer", LIB, "const char* getHostName() {\n  static NodeNames& names = *new NodeNames;\n  return names.current();", "const char* getHostName() {\n  static struct utsname u;\n  if (::uname(&u) < 0) return \"unknown\";\n  return u.nodename;"),
+    ("host-machine-type", LIB, "const char* getMachineDetails() {\n  static NodeNames& names = *new NodeNames;\n  return names.current();", "const char* getMachineDetails() {\n  static struct utsname u;\n  ::uname(&u);\n  return u.machine;"),
+    ("os-name-format", LIB, "\"System: %s, Release: %s, Version: %s\"", "\"System: %s, Release: %s, Version:%s\""),
+    ("os-name-silent", LIB, "    perror(\"uname\");\n", ""),
+    ("mac-third-counts", LIB, "} else if (!mac2Found) {", "} else {"),
+    ("mac-xor", LIB, "return static_cast<unsigned short>(mac1 + mac2);", "return static_cast<unsigned short>(mac1 ^ mac2);"),
+    ("mac-skips-loopback", LIB, "if (seen.hasAddress) {\n      unsigned char* hw", "if (seen.hasAddress && seen.name != \"lo\") {\n      unsigned char* hw"),
+    ("mac-five-bytes", LIB, "getStrHash<unsigned char>(hw, 6)", "getStrHash<unsigned char>(hw, 5)"),
+    ("mac-walk-stops-early", LIB, "} else if (second) {\n      break;", "} else if (seen.counted) {\n      break;"),
+    ("fp-hash-order", LIB, "static_cast<unsigned>(cpuHash), static_cast<unsigned>(textHash(hostName))", "static_cast<unsigned>(textHash(hostName)), static_cast<unsigned>(cpuHash)"),
+    ("fp-lower-hex", LIB, "\"%04X%s%04X%04X\"", "\"%04x%s%04x%04x\""),
+    ("fp-eight-digits", LIB, "const size_t nMaxDigits = 9;", "const size_t nMaxDigits = 8;"),
+    ("fp-signed-crc", LIB, "sprintfString(\"%lu\", static_cast<unsigned long>(unHashAllStrings))", "sprintfString(\"%ld\", static_cast<long>(static_cast<int32_t>(unHashAllStrings)))"),
+    ("fp-cpuid-leaf-1", LIB, "__cpuid_count(*b1, *b3, *b1, *b2, *b3, *b4);", "__cpuid_count(1, *b3, *b1, *b2, *b3, *b4);"),
+    ("fp-not-cached", LIB, "static const string fingerprint = GetSystemFingerprint();\n  return fingerprint.c_str();", "static thread_local string fingerprint;\n  fingerprint = GetSystemFingerprint();\n  return fingerprint.c_str();"),
+    # CID file and paths
+    ("cid-path-no-slash", LIB, "return path + \"/\" + \".did\";", "return path + \".did\";"),
+    ("cid-path-append", LIB, "return path + \"/\" + \".did\";", "return AppendFileName(path, \".did\");"),
+    ("cid-install-no-slash", LIB, "installDir + \"/\" + \".did\"", "installDir + \".did\""),
+    ("cid-strips-cr", LIB, "cid.swap(line);", "if (!line.empty() && line.back() == '\\r') line.pop_back();\n  cid.swap(line);"),
+    ("cid-first-block-only", LIB, "if (end != nullptr) break;\n  }\n  cid.swap", "break;\n  }\n  cid.swap"),
+    ("cid-whole-file", LIB, "line.append(block, end != nullptr ? static_cast<size_t>(end - block) : static_cast<size_t>(n));\n    if (end != nullptr) break;", "line.append(block, static_cast<size_t>(n));"),
+    ("exedir-root-slash", LIB, "return GetUntilLastSpecifiedString(exe, \"/\");", "string dir = GetUntilLastSpecifiedString(exe, \"/\");\n  return dir.empty() ? \"/\" : dir;"),
+    ("dir-root-emptied", LIB, "&& sDir.size() > 1) sDir.pop_back();", ") sDir.pop_back();"),
+    ("dir-backslash-kept", LIB, "if ((csLast == '/' || csLast == '\\\\') &&", "if ((csLast == '/') &&"),
+    ("dir-strips-all", LIB, "if ((csLast == '/' || csLast == '\\\\') && sDir.size() > 1) sDir.pop_back();", "while (sDir.size() > 1 && (sDir.back() == '/' || sDir.back() == '\\\\')) sDir.pop_back();"),
+    ("exists-lstat", LIB, "return ::stat(sFileName.c_str(), &st) == 0;", "return ::lstat(sFileName.c_str(), &st) == 0;"),
+    ("exists-nul-cut", LIB, "bool FileExists(const string& sFileName) {\n  if (hasNul(sFileName)) return false;", "bool FileExists(const string& sFileName) {"),
+    ("exists-sets-errno-0", LIB, "return ::stat(sFileName.c_str(), &st) == 0;", "const bool ok = ::stat(sFileName.c_str(), &st) == 0;\n  errno = 0;\n  return ok;"),
+    ("writable-read", LIB, "::access(sDir.c_str(), W_OK)", "::access(sDir.c_str(), R_OK)"),
+    ("append-backslash", LIB, "if (!path.empty() && path.back() != SEPERATOR)", "if (!path.empty() && path.back() != SEPERATOR && path.back() != '\\\\')"),
+    ("append-empty-folder", LIB, "if (!path.empty() && path.back() != SEPERATOR)", "if (path.back() != SEPERATOR)"),
+    ("tmp-from-env", LIB, "string GetTempFolder() { return \"/var/tmp\"; }", "string GetTempFolder() {\n  const char* t = getenv(\"TMPDIR\");\n  return t != nullptr ? t : \"/var/tmp\";\n}"),
+    # File contents
+    ("open-blocks-on-fifo", LIB, "O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC", "O_RDONLY | O_NOCTTY | O_CLOEXEC"),
+    ("open-any-type", LIB, "if (reason == 0 && !S_ISREG(st.st_mode)) reason = kNotRegularFile;", ""),
+    ("open-dir-not-eisdir", LIB, "if (reason == 0 && S_ISDIR(st.st_mode)) reason = EISDIR;", ""),
+    ("open-inherited", LIB, "O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC", "O_RDONLY | O_NONBLOCK | O_NOCTTY"),
+    ("error-text-not-regular", LIB, "return \"Not a regular file\";", "return \"Not a file\";"),
+    ("size-from-stat", LIB, "const off_t end = ::lseek(fd, 0, SEEK_END);\n  if (end < 0) return errno;", "struct stat st;\n  if (::fstat(fd, &st) != 0) return errno;\n  const off_t end = st.st_size;"),
+    ("filesize-message", LIB, "\"Cannot open file: \"", "\"Cannot open: \""),
+    ("cmp-page-only", LIB, "if (memcmp(block[0], block[1], want) != 0) return 0;", "if (memcmp(block[0], block[1], min(want, size_t{4096})) != 0) return 0;"),
+    ("cmp-short-read-equal", LIB, "if (static_cast<size_t>(got) != expect) return 0;", "if (got == 0 && expect != 0 && i == 1) return 0;"),
+    ("cmp-no-end-check", LIB, "for (off_t left = sizes[0];;) {", "for (off_t left = sizes[0]; left > 0;) {"),
+    ("cmp-failed-first", LIB, "reason = openRegular(file2, fd2);\n  if (reason != 0) {\n    sFailedFile = file2;", "reason = openRegular(file2, fd2);\n  if (reason != 0) {\n    sFailedFile = file1;"),
+    ("copy-keeps-tail", LIB, "if (::ftruncate(out, 0) != 0) reason = errno;", ""),
+    ("copy-onto-itself", LIB, "} else if (from.st_dev == to.st_dev && from.st_ino == to.st_ino) {\n    reason = kSameFile;\n", ""),
+    ("copy-unreadable-source-empties", LIB, "ssize_t got = readFull(in, block.get(), kFileBlock);\n  if (got < 0) return errno;", "ssize_t got = readFull(in, block.get(), kFileBlock);\n  if (got < 0) got = 0;"),
+    ("copy-one-block", LIB, "if (reason != 0 || static_cast<size_t>(got) < kFileBlock) break;", "if (reason != 0 || static_cast<size_t>(got) <= kFileBlock) break;"),
+    ("copy-blames-source", LIB, "  sFailedFile = dest_file;\n  if (hasNul(dest_file))", "  if (hasNul(dest_file))"),
+    ("copy-waits-on-fifo", LIB, "O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC", "O_WRONLY | O_CREAT | O_NOCTTY | O_CLOEXEC"),
+    ("copy-dest-inherited", LIB, "O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC", "O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY"),
+    ("copy-into-fifo-reader", LIB, "} else if (!S_ISCHR(to.st_mode)) {", "} else if (false) {"),
+    ("copy-write-eintr-fails", LIB, "if (errno == EINTR) continue;\n      return errno;", "return errno;"),
+    ("read-eintr-fails", LIB, "while (got < 0 && errno == EINTR);", "while (false);"),
+    ("socket-inherited", LIB, "SOCK_DGRAM | SOCK_CLOEXEC", "SOCK_DGRAM"),
+    # Commands and console
+    ("exec-inherits-pipe", LIB, "::popen(cmd, \"re\")", "::popen(cmd, \"r\")"),
+    ("exec-stderr-too", LIB, "::popen(cmd, \"re\")", "::popen((\"exec 2>&1; \" + string(cmd)).c_str(), \"re\")"),
+    ("exec-piece-128", LIB, "const size_t kPiece = 127;", "const size_t kPiece = 128;"),
+    ("exec-keeps-nuls", LIB, "result.append(piece, strnlen(piece, len));", "result.append(piece, len);"),
+    ("exec-drops-last-piece", LIB, "if (held > 0) appendPiece(result, buffer, held);", ""),
+    ("exec-null-command", LIB, "if (cmd == nullptr) return result;\n", "if (cmd == nullptr) cmd = \"echo ran\";\n"),
+    ("exec-line-feed-not-a-cut", LIB, "if (newline != nullptr) take = static_cast<size_t>(newline - p) + 1;", ""),
+    ("clean-reads-to-end", LIB, "} while (c != '\\n' && c != EOF);", "} while (c != EOF);"),
+    ("readline-strips-cr", LIB, "if (nLen > 0 && input[nLen - 1] == '\\n') input[nLen - 1] = '\\0';", "if (nLen > 0 && input[nLen - 1] == '\\n') input[nLen - 1] = '\\0';\n  if (nLen > 1 && input[nLen - 2] == '\\r') input[nLen - 2] = '\\0';"),
+    ("readline-keeps-lf", LIB, "if (nLen > 0 && input[nLen - 1] == '\\n') input[nLen - 1] = '\\0';", ""),
+    ("readline-eof-untouched", LIB, "    input[0] = '\\0';\n    return;", "    return;"),
+    # The tool
+    ("tool-cut-modes-swapped", TEXT, "{\"last\", GeneralUtils::GetUntilLastSpecifiedString},", "{\"last\", GeneralUtils::GetTailAfterLastSpecifiedString},"),
+    ("tool-chain-no-count", TEXT, "line(name + '\\t' + std::to_string(count));", "line(name);"),
+    ("tool-chain-empty-ok", TEXT, "if (name.empty()) return fail(\"chain\", a.text, \"no call: the text has no '('\");", ""),
+    ("tool-split-nul-ignored", TEXT, "const std::string end(1, a.nul ? '\\0' : '\\n');", "const std::string end(1, '\\n');"),
+    ("tool-urlencode-no-lf", TEXT, "  line(\"\");\n  return kOk;", "  return kOk;"),
+    ("tool-urlencode-slurps", TEXT, "std::vector<char> block(kBlockBytes);\n  for (;;) {", "std::vector<char> block(kBlockBytes);\n  std::string all;\n  for (int once = 0; once < 2; ++once) {\n    if (once == 1) {\n      out(GeneralUtils::EncodeURL(all));\n      break;\n    }\n    for (;;) {\n      const ssize_t n = readSome(STDIN_FILENO, block.data(), block.size());\n      if (n <= 0) break;\n      all.append(block.data(), static_cast<std::size_t>(n));\n    }\n  }\n  for (;;) {"),
+    ("tool-strhash-lower", MAIN, "sprintfString(\"%04X\"", "sprintfString(\"%04x\""),
+    ("tool-crc-no-escape", FILES, "return (marked ? \"\\\\\" : \"\")", "return std::string()"),
+    ("tool-crc-stops-at-failure", FILES, "status = fail(\"crc32c\", name, std::strerror(error));\n      continue;", "return fail(\"crc32c\", name, std::strerror(error));"),
+    ("tool-cmp-trouble-is-false", FILES, "fail(\"cmp\", failed, GeneralUtils::fileErrorText(reason));\n    return kTrouble;", "fail(\"cmp\", failed, GeneralUtils::fileErrorText(reason));\n    return kFalse;"),
+    ("tool-isdir-exists", FILES, "return answer(GeneralUtils::DirectoryExists(a.path));", "return answer(GeneralUtils::FileExists(a.path));"),
+    ("tool-cp-silent", FILES, "return reason == 0 ? kOk : fail(\"cp\", failed, GeneralUtils::fileErrorText(reason));", "return reason == 0 ? kOk : kFailed;"),
+    ("tool-size-reason-guessed", FILES, "if (reason != 0) return fail(\"size\", a.path, GeneralUtils::fileErrorText(reason));", "if (reason != 0) return fail(\"size\", a.path, \"Cannot open file\");"),
+    ("tool-cid-empty-ok", SYSTEM, "if (cid.empty()) return fail(\"cid\", didPath, \"First line is empty\");", ""),
+    ("tool-readline-reads-ahead", SYSTEM, "readSome(STDIN_FILENO, &ch, 1)", "(std::cin.get(ch) ? 1 : 0)"),
+    ("tool-readline-limit", SYSTEM, "static_cast<std::size_t>(limit) - 1;", "static_cast<std::size_t>(limit);"),
+    ("tool-exec-status", SYSTEM, "out(GeneralUtils::execCommandAndSaveOutput((' ' + a.text).c_str()));\n    return kOk;", "out(GeneralUtils::execCommandAndSaveOutput((' ' + a.text).c_str()));\n    return kFailed;"),
+    ("tool-info-hash-lower", SYSTEM, "{\"hash\", hex4(i.hash)},", "{\"hash\", GeneralUtils::sprintfString(\"%04x\", static_cast<unsigned>(i.hash))},"),
+    ("tool-info-counted-wrong", SYSTEM, "(i.counted ? \" counted\" : \" uncounted\")", "(i.hasAddress ? \" counted\" : \" uncounted\")"),
+    ("tool-unknown-status", MAIN, "complain(usageMessage(t.app, std::vector<std::string>(argv + 1, argv + argc), e.what()));\n    return kUsage;", "complain(usageMessage(t.app, std::vector<std::string>(argv + 1, argv + argc), e.what()));\n    return kFailed;"),
+    ("tool-dash-hint-lost", MAIN, "(takesText ? \"put a text that begins with '-' behind '--'\"", "(false ? \"put a text that begins with '-' behind '--'\""),
+    ("tool-message-keeps-newline", MAIN, "std::replace(message.begin(), message.end(), '\\n', ' ');", ""),
+]
+
+
+def run(cmd, cwd, timeout=None):
+    return subprocess.run(cmd, cwd=cwd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          text=True, timeout=timeout)
+
+
+def failing_tests(ctest_output):
+    names = []
+    for line in ctest_output.splitlines():
+        # "  3 - Format.Sprintf (Failed)" in the summary, or "(Timeout)", "(SEGFAULT)", ...
+        line = line.strip()
+        if " - " in line and line.endswith(")") and line.split(" - ")[0].strip().isdigit():
+            names.append(line.split(" - ", 1)[1])
+    return names
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("--only", default="", help="run the mutants whose name contains this")
+    parser.add_argument("--list", action="store_true", help="list the mutants and stop")
+    parser.add_argument("--work", default="", help="work directory (default: build/mutants)")
+    parser.add_argument("--timeout", type=int, default=90, help="seconds a test may take")
+    args = parser.parse_args()
+
+    root = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+    mutants = [m for m in MUTANTS if args.only in m[0]]
+    if args.list:
+        for m in mutants:
+            print(f"{m[0]:34} {m[1]}")
+        return 0
+    work = os.path.abspath(args.work or os.path.join(root, "build", "mutants"))
+    src = os.path.join(work, "src")
+    build = os.path.join(work, "build")
+    shutil.rmtree(src, ignore_errors=True)
+    shutil.copytree(root, src, ignore=shutil.ignore_patterns(".git", "build"))
+    configure = ["cmake", "-S", src, "-B", build, "-DCMAKE_BUILD_TYPE=Release",
+                 "-DGENERALUTILS_BUILD_EXAMPLES=OFF", "-DGENERALUTILS_INSTALL=OFF"]
+    ctest = ["ctest", "--test-dir", build, "-j2", "--timeout", str(args.timeout), "-LE", "package"]
+    for step in (configure, ["cmake", "--build", build, "-j2"], ctest):
+        r = run(step, src)
+        if r.returncode != 0:
+            sys.stdout.write(r.stdout)
+            print(f"mutants: the unmutated tree fails at: {' '.join(step)}", file=sys.stderr)
+            return 2
+
+    results = {}
+    for name, path, old, new, *nth in mutants:
+        file = os.path.join(src, path)
+        with open(file, encoding="utf-8") as f:
+            original = f.read()
+        at = -1
+        for _ in range(nth[0] if nth else 1):
+            at = original.find(old, at + 1)
+            if at < 0:
+                break
+        if at < 0:
+            results[name] = {"outcome": "not applied", "tests": []}
+            print(f"{name:34} NOT APPLIED: its text is not in {path}", flush=True)
+            continue
+        started = time.time()
+        try:
+            with open(file, "w", encoding="utf-8") as f:
+                f.write(original[:at] + new + original[at + len(old):])
+            b = run(["cmake", "--build", build, "-j2"], src)
+            if b.returncode != 0:
+                outcome, tests = "does not build", []
+            else:
+                t = run(ctest, src)
+                tests = failing_tests(t.stdout)
+                outcome = "killed" if t.returncode != 0 else "SURVIVED"
+        finally:
+            with open(file, "w", encoding="utf-8") as f:
+                f.write(original)
+        results[name] = {"outcome": outcome, "tests": tests}
+        print(f"{name:34} {outcome:15} {time.time() - started:5.0f} s  {' '.join(tests)}",
+              flush=True)
+    run(["cmake", "--build", build, "-j2"], src)  # leave the build matching the tree
+
+    with open(os.path.join(work, "results.json"), "w", encoding="utf-8") as f:
+        json.dump(results, f, indent=1)
+    counted = [r for r in results.values() if r["outcome"] in ("killed", "SURVIVED")]
+    killed = sum(r["outcome"] == "killed" for r in counted)
+    print(f"\n{killed} of {len(counted)} mutants killed", end="")
+    other = len(results) - len(counted)
+    print(f"; {other} did not build or apply" if other else "")
+    return 0 if killed == len(counted) and other == 0 else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
