@@ -13,10 +13,9 @@ TEST(Chain, NameAndCount) {
   // clang-format off
   const struct { const char *text, *name; UINT count; } kCases[] = {
       // text, name, count; count 0: std::length_error, and the name keeps its old value
-      {"a.foo(1).bar(2)",   "foo(",           1},  {"foo(1).foo(2)",      "foo(",      2},
-      {"a.f(1).f(2).f(3)",  "f(",             3},  {"p->a(1)->a(2)->b()", "a(",        2},
-      {"x->y.z(1)",         "z(",             1},  {"a.b->c(1)",          "c(",        1},
-      {"a . b ( 1 , 2 )",   "b(",             1},
+      {"a.foo(1).bar(2)",   "foo(",           1},  {"a.f(1).f(2).f(3)",   "f(",        3},
+      {"p->a(1)->a(2)->b()", "a(",            2},  {"x->y.z(1)",          "z(",        1},
+      {"a.b->c(1)",         "c(",             1},  {"a . b ( 1 , 2 )",    "b(",        1},
       {"foo(1,foo(2))",     "foo(",           2},  {"foo(foo(1))",        "foo(",      1},
       {"foo(1).barfoo(2)",  "foo(",           2},  {"g(a.b(1))",          "g(",        1},
       {"(*p).foo(1)",       "foo(",           1},  {"(a)(1)",             "a)(",       1},

@@ -9,7 +9,6 @@ TEST_F(Cid, FirstLineOfTheDidFile) {
   ASSERT_EQ(0, gutest::runShell("cd " + dir_ + " && cp " + gutest::probe("host_probe") +
                                 " app && mkdir inst && echo inst >inst/.did")
                    .status);
-  const std::string longLine(5000, 'c');  // past the 4 KiB that one read takes
   const std::tuple<bool, std::string, std::string, std::string> kCases[] = {
       // a .did beside the program (false: none, first row only), its text, install dir, CID
       {false, "", "", ""},
@@ -17,15 +16,14 @@ TEST_F(Cid, FirstLineOfTheDidFile) {
       {true, "first\r\nsecond", "", "first\r"},  // CRLF
       {true, "whole", "", "whole"},              // no line feed
       {true, "", "", ""},
-      {true, longLine + "\nnext", "", longLine},
+      {true, std::string(5000, 'c') + "\nnext", "", std::string(5000, 'c')},  // past one read
       {true, "beside", "inst", "inst"},
       {true, "beside", "inst/", "inst"},
   };
   for (const auto& [file, did, installDir, cid] : kCases) {
     SCOPED_TRACE(did.substr(0, 20) + " | " + installDir);
     if (file) gutest::writeFile(path(".did"), did);
-    const gutest::RunResult r =
-        gutest::run({path("app"), "--exe", installDir.empty() ? "" : path(installDir)});
+    const auto r = gutest::run({path("app"), "--exe", installDir.empty() ? "" : path(installDir)});
     // GetExeDir, getCidFilePath and GetCidFromFile, each framed, since a CID may hold a '\r'.
     EXPECT_EQ("[" + dir_ + "]\n[" + dir_ + "/.did]\n[" + cid + "]\n", r.out) << r.err;
   }
@@ -42,7 +40,6 @@ TEST_F(Cid, ExecutableInTheRootDirectory) {
   if (gutest::runShell("unshare -Urm sh -ec '" + setup + "'").status != 0) {
     GTEST_SKIP() << "unshare -Urm: no mount namespace to build a root in";
   }
-  const gutest::RunResult r =
-      gutest::runShell("unshare -Urm sh -ec '" + setup + "; exec chroot r /app --exe'");
+  const auto r = gutest::runShell("unshare -Urm sh -ec '" + setup + "; exec chroot r /app --exe'");
   EXPECT_EQ("[]\n[/.did]\n[rootcid]\n", r.out) << r.err;
 }

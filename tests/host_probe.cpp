@@ -18,7 +18,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <set>
 #include <thread>
 
@@ -26,10 +25,8 @@
 
 using namespace GeneralUtils;
 
-namespace {
-
 // From here on uname() fails with EPERM in this process.
-bool failUname() {
+static bool failUname() {
   sock_filter filter[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_uname, 0, 1),
@@ -42,12 +39,12 @@ bool failUname() {
 }
 
 // One answer of each kind; every part has to be the one for a single name.
-std::vector<std::string> ask() {
+static std::vector<std::string> ask() {
   return {std::to_string(getMachineDetailsHash()), GetSystemFingerprint(), getHostName(),
           getMachineDetails()};
 }
 
-void renameRace() {
+static void renameRace() {
   const std::string names[2] = {"alpha", "a-much-longer-name-for-beta"};
   std::set<std::string> fits;
   for (const std::string& name : names) {
@@ -66,8 +63,6 @@ void renameRace() {
   for (std::thread& t : askers) t.join();
   printf("torn=%ld of 3 x 2000 answers\n", torn.load());
 }
-
-}  // namespace
 
 int main(int argc, char** argv) {
   const std::string mode = argc > 1 ? argv[1] : "";

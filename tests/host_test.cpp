@@ -31,7 +31,7 @@ static std::string crcOfJoined(unsigned mac, std::string node, unsigned cpuHash)
   return std::to_string(crc32c(0, reinterpret_cast<unsigned char*>(text), static_cast<size_t>(n)));
 }
 
-TEST(Host, FactsMatchUnameAlsoFromRacingThreads) {
+TEST(Host, FactsMatchUname) {
   struct utsname u;
   ASSERT_EQ(0, ::uname(&u));
   EXPECT_EQ(
@@ -94,15 +94,14 @@ TEST(Host, MacHashAndFingerprintInNamespaces) {
 }
 
 TEST(Host, FailingUnameGivesUnknown) {
-  const gutest::RunResult r = gutest::run({gutest::probe("host_probe"), "--uname-fails"});
+  const auto r = gutest::run({gutest::probe("host_probe"), "--uname-fails"});
   if (r.status == 3) GTEST_SKIP() << "no seccomp filter to make uname() fail";
   EXPECT_EQ("unknown\nunknown\n[]\n", r.out);
   EXPECT_EQ("uname: Operation not permitted\n", r.err);
 }
 
 TEST(Host, OneNamePerAnswerWhileTheHostIsRenamed) {
-  const gutest::RunResult r =
-      gutest::run({"unshare", "-Uru", gutest::probe("host_probe"), "--rename-race"});
+  const auto r = gutest::run({"unshare", "-Uru", gutest::probe("host_probe"), "--rename-race"});
   if (r.status != 0 && r.out.empty()) GTEST_SKIP() << "unshare -Uru: " << r.err;
   EXPECT_EQ("torn=0 of 3 x 2000 answers\n", r.out) << r.err;
 }

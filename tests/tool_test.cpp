@@ -1,8 +1,7 @@
 // The generalutils tool end to end: real child processes, real files, a FIFO and devices, pipes
-// on standard input, an unprivileged user through setpriv, interfaces in a namespace of its own.
+// on standard input, interfaces in a namespace of its own.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -21,22 +20,14 @@ static const char kSubcommands[] =
 
 TEST_F(Tool, Contract) {
   const std::string T = gutest::tool(), t = "'" + T + "' ", f9 = path("f9"), copy = path("copy"),
-                    none = path("none"), ro = path("ro"), fifo = path("fifo"),
-                    odd = path("a\nb\\c"), e = path("e");
-  // Root passes permission bits, so the "nobody" rows run as user 65534 through setpriv; any
-  // other user is stopped by them already.
-  if (gutest::run({"setpriv", "--version"}).status != 0) GTEST_SKIP() << "no setpriv (util-linux)";
-  const std::string nobody =
-      (::geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : "") + t;
+                    none = path("none"), fifo = path("fifo"), odd = path("a\nb\\c"), e = path("e");
   // The completion of the words behind `complete`, one offer a line.
   const std::string complete =
       "source '" + T + ".bash'; c() { COMP_WORDS=(generalutils \"$@\"); " +
       "COMP_CWORD=$#; _generalutils; printf '%s\\n' \"${COMPREPLY[@]}\"; }; c ";
-  for (const std::string& f : {f9, odd, ro}) gutest::writeFile(f, "123456789");
+  for (const std::string& f : {f9, odd}) gutest::writeFile(f, "123456789");
   gutest::writeFile(path(".did"), "CID-7\r\nnext");
-  // 65534 reaches ro, and may not write it
-  ASSERT_EQ(0, ::mkdir(e.c_str(), 0755) | ::mkfifo(fifo.c_str(), 0600) | ::chmod(ro.c_str(), 0444) |
-                   ::chmod(dir_.c_str(), 0755));
+  ASSERT_EQ(0, ::mkdir(e.c_str(), 0755) | ::mkfifo(fifo.c_str(), 0600));
   gutest::writeFile(e + "/.did", "\nCID-8");
   std::string encoded;  // of 70000 blanks, more than one 64 KiB block of standard input
   while (encoded.size() < 210000) encoded += "%20";
@@ -69,7 +60,7 @@ TEST_F(Tool, Contract) {
       {{T, "firstline", "ab\ncd\r"}, "", "ab\ncd\n", "", 0},
       {{T, "exists", dir_}, "", "", "", 0},
       {{T, "isdir", f9}, "", "", "", 1},
-      {{"sh", "-c", nobody + "writable '" + ro + "'"}, "", "", "", 1},
+      {{T, "writable", "/proc/sys/kernel/ostype"}, "", "", "", 1},  // read-only even for root
       {{T, "join", "a/", "b"}, "", "a/b\n", "", 0},
       {{T, "exedir"}, "", std::filesystem::canonical(T).parent_path().string() + "\n", "", 0},
       {{T, "tmpdir"}, "", "/var/tmp\n", "", 0},
@@ -81,7 +72,6 @@ TEST_F(Tool, Contract) {
       {{T, "cmp", f9, path(".did")}, "", "", "", 1},
       {{T, "cmp", f9, none}, "", "", "generalutils: cmp: '" + none + "': No such file or directory\n", 2},
       {{T, "cp", f9, "/dev/null"}, "", "", "", 0},
-      {{"sh", "-c", nobody + "cp '" + f9 + "' '" + ro + "'"}, "", "", "generalutils: cp: '" + ro + "': Permission denied\n", 1},
       {{T, "cp", fifo, copy}, "", "", "generalutils: cp: '" + fifo + "': Not a regular file\n", 1},
       {{T, "cp", f9, "/dev/full"}, "", "", "generalutils: cp: '/dev/full': No space left on device\n", 1},
       {{T, "cp", f9, f9}, "", "", "generalutils: cp: '" + f9 + "': Same file as the source\n", 1},
@@ -131,10 +121,9 @@ TEST(ToolInterfaces, InfoListsTheWalkBehindTheMacHash) {
   EXPECT_THAT(r.out, HasSubstr("\ninterface:            a0 02:11:22:33:44:55 9968 counted\n"
                                "interface:            e0 02:ff:ff:ff:ff:ff FF00 uncounted\n"));
   const auto doc = nlohmann::json::parse(r.out.substr(r.out.find("\n{") + 1));
-  EXPECT_EQ(nlohmann::json::parse(R"([
-      {"name": "lo", "address": "00:00:00:00:00:00", "hash": "0000", "counted": true},
-      {"name": "a0", "address": "02:11:22:33:44:55", "hash": "9968", "counted": true},
-      {"name": "e0", "address": "02:ff:ff:ff:ff:ff", "hash": "FF00", "counted": false}])"),
-            doc.at("interfaces"));
+  EXPECT_EQ(R"([{"address":"00:00:00:00:00:00","counted":true,"hash":"0000","name":"lo"},)"
+            R"({"address":"02:11:22:33:44:55","counted":true,"hash":"9968","name":"a0"},)"
+            R"({"address":"02:ff:ff:ff:ff:ff","counted":false,"hash":"FF00","name":"e0"}])",
+            doc.at("interfaces").dump());
   EXPECT_EQ("9968", doc.at("mac_hash"));  // the counted ones: 0000 + 9968
 }

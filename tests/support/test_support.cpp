@@ -8,9 +8,12 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <stdexcept>
 
 namespace gutest {
+
+static const std::regex kQuote("'");
 
 RunResult runShell(const std::string& script, const std::string& input) {
   // Output goes to files, which never fill up: the child can't block on them while this side
@@ -30,12 +33,7 @@ RunResult runShell(const std::string& script, const std::string& input) {
 
 RunResult run(const std::vector<std::string>& argv, const std::string& input) {
   std::string line = "exec";  // each argument in single quotes, its own quotes as '\''
-  for (std::string arg : argv) {
-    for (size_t at = 0; (at = arg.find('\'', at)) != std::string::npos; at += 4) {
-      arg.replace(at, 1, "'\\''");
-    }
-    line += " '" + arg + "'";
-  }
+  for (const std::string& arg : argv) line += " '" + std::regex_replace(arg, kQuote, "'\\''") + "'";
   return runShell(line, input);
 }
 
