@@ -6,7 +6,7 @@
 using Cid = gutest::TempDirTest;
 
 TEST_F(Cid, FirstLineOfTheDidFile) {
-  ASSERT_EQ(0, gutest::runShell("cd " + dir_ + " && cp " + gutest::probe("host_probe") +
+  ASSERT_EQ(0, gutest::runShell("cd " + dir_ + " && cp " GU_PROBES "/host_probe" +
                                 " app && mkdir inst && echo inst >inst/.did")
                    .status);
   const std::tuple<bool, std::string, std::string, std::string> kCases[] = {
@@ -36,7 +36,7 @@ TEST_F(Cid, ExecutableInTheRootDirectory) {
       "cd " + dir_ +
       "; mkdir -p r; mount -t tmpfs none r; for d in /*; do if [ -L $d ]; then "
       "cp -P $d r/; elif [ -d $d ]; then mkdir r$d; mount --rbind $d r$d; fi; done; cp " +
-      gutest::probe("host_probe") + " r/app; echo rootcid >r/.did";
+      GU_PROBES "/host_probe r/app; echo rootcid >r/.did";
   if (gutest::runShell("unshare -Urm sh -ec '" + setup + "'").status != 0) {
     GTEST_SKIP() << "unshare -Urm: no mount namespace to build a root in";
   }

@@ -1,6 +1,5 @@
 // Console line input, read by console_probe from a real pipe on its standard input. The
 // pipe is closed once the input is written, so end of input is real.
-
 #include <tuple>
 
 #include "test_support.h"
@@ -23,7 +22,7 @@ TEST(Console, ReadsLinesFromStandardInput) {
       {"abcdefg\nhi\njk\n", "l5 c l5 c l5", "[abcd]\n[hi]\n[]\n"},
   };
   for (const auto& [input, ops, expected] : kCases) {
-    const auto r = gutest::runShell(gutest::probe("console_probe") + " " + ops, input);
+    const auto r = gutest::runShell(GU_PROBES "/console_probe " + ops, input);
     EXPECT_EQ(0, r.status) << ops << ": " << r.err;
     EXPECT_EQ(expected, r.out) << ops;
   }

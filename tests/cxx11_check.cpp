@@ -3,10 +3,6 @@
 
 #include "GeneralUtils.h"
 
-#if __cplusplus != 201103L
-#error "cxx11_check.cpp has to be compiled as C++11"
-#endif
-
 std::string cxx11Check() {
   // Each macro on a real allocation; all four leave their pointer null.
   int *one = new int(5), *many = new int[3](), *sole = new int(7), *row = new int[2]();

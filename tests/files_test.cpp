@@ -33,7 +33,6 @@ TEST_F(Files, SizeComparisonAndCopy) {
   const int reader = ::open(path("readFifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   std::filesystem::create_symlink(path("self"), path("selfLink"));
 
-  EXPECT_EQ(0, FileSize(path("empty")));
   EXPECT_EQ(big.size(), static_cast<size_t>(FileSize(path("big"))));
   // An empty file is a prefix of any other: only the sizes tell "empty" and "nul" apart.
   // clang-format off
@@ -63,7 +62,7 @@ TEST_F(Files, SizeComparisonAndCopy) {
     SCOPED_TRACE(c.srce + " -> " + c.dest);
     gutest::writeFile(path("out"), "an older and longer text");  // an old tail would show
     const string srce = c.srce[0] == '/' ? c.srce : path(c.srce);
-    const string dest = path(c.dest);
+    const string dest = path(c.dest);  // a FIFO can't be read back
     const bool readable = c.dest.find("ifo") == string::npos;
     const string expected = readable ? gutest::readFile(c.reason == 0 ? srce : dest) : "";
     string failed;

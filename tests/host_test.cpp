@@ -19,7 +19,7 @@ static std::string reportIn(const std::string& setup, const std::string& node) {
   return gutest::runShell(
              "unshare -Urnu sh -ec 'v() { ip link add $1 address $2 type veth peer name $1p; ip "
              "addr add 10.0.0.1/32 dev $1; }; hostname " +
-             node + "; " + setup + " exec " + gutest::probe("host_probe") + "' 2>&1")
+             node + "; " + setup + " exec " GU_PROBES "/host_probe' 2>&1")
       .out;
 }
 
@@ -61,7 +61,6 @@ TEST(Host, MacHashAndFingerprintInNamespaces) {
   const std::pair<std::string, unsigned> kCases[] = {
       // ip set-up, getMacHash
       {"", 0},                              // nothing listed
-      {"ip link set lo up;", 0},            // loopback alone
       {"v a0 02:11:22:33:44:55;", 0x9968},  // one interface
       // loopback takes one of the two places
       {"ip link set lo up; v a0 02:11:22:33:44:55; v c0 02:01:02:03:04:05;", 0x9968},
@@ -94,14 +93,14 @@ TEST(Host, MacHashAndFingerprintInNamespaces) {
 }
 
 TEST(Host, FailingUnameGivesUnknown) {
-  const auto r = gutest::run({gutest::probe("host_probe"), "--uname-fails"});
+  const auto r = gutest::run({GU_PROBES "/host_probe", "--uname-fails"});
   if (r.status == 3) GTEST_SKIP() << "no seccomp filter to make uname() fail";
   EXPECT_EQ("unknown\nunknown\n[]\n", r.out);
   EXPECT_EQ("uname: Operation not permitted\n", r.err);
 }
 
 TEST(Host, OneNamePerAnswerWhileTheHostIsRenamed) {
-  const auto r = gutest::run({"unshare", "-Uru", gutest::probe("host_probe"), "--rename-race"});
+  const auto r = gutest::run({"unshare", "-Uru", GU_PROBES "/host_probe", "--rename-race"});
   if (r.status != 0 && r.out.empty()) GTEST_SKIP() << "unshare -Uru: " << r.err;
   EXPECT_EQ("torn=0 of 3 x 2000 answers\n", r.out) << r.err;
 }

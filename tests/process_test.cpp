@@ -1,9 +1,13 @@
 // Command output capture through real shell commands: what it keeps, signals, and the
 // descriptors a command inherits.
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/time.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <thread>
 
@@ -14,7 +18,9 @@ using GeneralUtils::execCommandAndSaveOutput;
 using std::string;
 using Process = gutest::TempDirTest;
 
-TEST_F(Process, StandardOutputAsFgetsCutsItDespiteSignals) {
+TEST_F(Process, CaptureCutsAsFgetsAndNothingIsLostToSignals) {
+  const int pty = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  if (pty < 0 || ::grantpt(pty) != 0 || ::unlockpt(pty) != 0) GTEST_SKIP() << "no pseudo-terminal";
   // What a loop of fgets() into 128 bytes gives, each piece appended as a C string: pieces end
   // behind a '\n' or at 127 bytes, and a NUL ends a piece's text. Standard error is not
   // captured, a failing command's output is kept, and a null command runs nothing.
@@ -29,14 +35,28 @@ TEST_F(Process, StandardOutputAsFgetsCutsItDespiteSignals) {
        string(600, '0')},
   };
   // A handler without SA_RESTART, every 3 ms: each read() that waits on a slow command is
-  // interrupted at least once.
-  struct sigaction action {
-  }, old{};
+  // interrupted at least once, and so is each write() into the terminal below.
+  struct sigaction action = {}, old = {};
   action.sa_handler = [](int) {};
   ASSERT_EQ(0, ::sigaction(SIGALRM, &action, &old));
   const itimerval every3ms = {{0, 3000}, {0, 3000}}, off = {};
   ::setitimer(ITIMER_REAL, &every3ms, nullptr);
   for (const auto& [cmd, expected] : kCases) EXPECT_EQ(expected, execCommandAndSaveOutput(cmd));
+  // A copy into a terminal that a thread drains slowly: each write() that waits is interrupted.
+  // Its read() ends in EIO once no one holds the terminal's other end open.
+  const int term = ::open(::ptsname(pty), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  gutest::writeFile(path("x"), string(100000, 'x'));
+  string got, failed;
+  std::thread reader([&] {
+    char b[512];
+    for (ssize_t n; (n = ::read(pty, b, sizeof b)) > 0 || (n < 0 && errno == EINTR); ::usleep(300))
+      got.append(b, static_cast<size_t>(std::max<ssize_t>(n, 0)));
+  });
+  EXPECT_EQ(0, GeneralUtils::copyFileReport(path("x"), ::ptsname(pty), failed)) << failed;
+  ::close(term);
+  reader.join();
+  ::close(pty);
+  EXPECT_EQ(string(100000, 'x'), got);
   ::setitimer(ITIMER_REAL, &off, nullptr);
   ::sigaction(SIGALRM, &old, nullptr);
 }

@@ -19,7 +19,7 @@ static const char kSubcommands[] =
     "join\nsize\ncmp\ncp\nfingerprint\ninfo\nexedir\ntmpdir\ncid\nexec\nreadline\n";
 
 TEST_F(Tool, Contract) {
-  const std::string T = gutest::tool(), t = "'" + T + "' ", f9 = path("f9"), copy = path("copy"),
+  const std::string T = GU_TOOL, t = "'" + T + "' ", f9 = path("f9"), copy = path("copy"),
                     none = path("none"), fifo = path("fifo"), odd = path("a\nb\\c"), e = path("e");
   // The completion of the words behind `complete`, one offer a line.
   const std::string complete =
@@ -98,21 +98,21 @@ TEST_F(Tool, Contract) {
 
 TEST(ToolMemory, UrlencodeStreamsStandardInput) {
   if (gutest::runShell("/usr/bin/time true").status != 0) GTEST_SKIP() << "no /usr/bin/time (time)";
-  const std::string T = "'" + gutest::tool() + "'";
   // A sanitizer's runtime lists its flags when asked to, and its own memory counts in the RSS.
-  if (!gutest::runShell("ASAN_OPTIONS=help=1 TSAN_OPTIONS=help=1 " + T + " tmpdir 2>&1 >/dev/null")
+  if (!gutest::runShell("ASAN_OPTIONS=help=1 TSAN_OPTIONS=help=1 '" GU_TOOL
+                        "' tmpdir 2>&1 >/dev/null")
            .out.empty())
     GTEST_SKIP() << "the tool runs under a sanitizer, whose memory counts in its RSS";
   // 32 MiB in, 96 MiB out: holding either whole would pass the 16 MiB (time reports KiB).
-  const gutest::RunResult r = gutest::runShell("head -c 33554432 /dev/zero | /usr/bin/time -f %M " +
-                                               T + " urlencode | wc -c");
+  const auto r = gutest::runShell("head -c 33554432 /dev/zero | /usr/bin/time -f %M '" GU_TOOL
+                                  "' urlencode | wc -c");
   EXPECT_EQ("100663297\n", r.out);
   EXPECT_LT(std::stol(r.err), 16384);
 }
 
 TEST(ToolInterfaces, InfoListsTheWalkBehindTheMacHash) {
   const gutest::RunResult r = gutest::runShell(
-      "T='" + gutest::tool() +
+      "T='" GU_TOOL
       "' unshare -Urn sh -ec 'v() { ip link add $1 address $2 type veth "
       "peer name $1p; ip addr add 10.0.0.1/32 dev $1; }; ip link set lo up; v a0 "
       "02:11:22:33:44:55; v e0 02:ff:ff:ff:ff:ff; \"$T\" info; \"$T\" info --json'");

@@ -37,10 +37,6 @@ RunResult run(const std::vector<std::string>& argv, const std::string& input) {
   return runShell(line, input);
 }
 
-std::string probe(const std::string& name) { return std::string(GU_TEST_BINARY_DIR) + "/" + name; }
-
-std::string tool() { return GU_TOOL_PATH; }
-
 void writeFile(const std::string& path, const std::string& content) {
   std::ofstream f(path, std::ios::binary | std::ios::trunc);
   if (!(f << content)) throw std::runtime_error("cannot write " + path);

@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+// The build defines GU_PROBES, the directory of the helper programs built next to the tests
+// (tests/<name>.cpp), and GU_TOOL, the path of the generalutils tool ("" when it is not built).
+
 namespace gutest {
 
 struct RunResult {
@@ -20,12 +23,6 @@ RunResult run(const std::vector<std::string>& argv, const std::string& input = "
 
 // Runs a shell command line the same way.
 RunResult runShell(const std::string& script, const std::string& input = "");
-
-// Path of a helper program built next to the tests (tests/<name>.cpp).
-std::string probe(const std::string& name);
-
-// Path of the generalutils tool, or "" when the tool is not built.
-std::string tool();
 
 void writeFile(const std::string& path, const std::string& content);
 std::string readFile(const std::string& path);
