@@ -42,14 +42,16 @@ TEST_F(Process, CaptureCutsAsFgetsAndNothingIsLostToSignals) {
   const itimerval every3ms = {{0, 3000}, {0, 3000}}, off = {};
   ::setitimer(ITIMER_REAL, &every3ms, nullptr);
   for (const auto& [cmd, expected] : kCases) EXPECT_EQ(expected, execCommandAndSaveOutput(cmd));
-  // A copy into a terminal that a thread drains slowly: each write() that waits is interrupted.
-  // Its read() ends in EIO once no one holds the terminal's other end open.
+  // A copy into a terminal that a thread drains 4 KiB every 10 ms: a write() that starts on a
+  // full terminal waits past the next signal and fails with EINTR, having written nothing.
+  // The read() ends in EIO once no one holds the terminal's other end open.
   const int term = ::open(::ptsname(pty), O_RDWR | O_NOCTTY | O_CLOEXEC);
   gutest::writeFile(path("x"), string(100000, 'x'));
   string got, failed;
   std::thread reader([&] {
-    char b[512];
-    for (ssize_t n; (n = ::read(pty, b, sizeof b)) > 0 || (n < 0 && errno == EINTR); ::usleep(300))
+    char b[4096];
+    for (ssize_t n; (n = ::read(pty, b, sizeof b)) > 0 || (n < 0 && errno == EINTR);
+         ::usleep(10000))
       got.append(b, static_cast<size_t>(std::max<ssize_t>(n, 0)));
   });
   EXPECT_EQ(0, GeneralUtils::copyFileReport(path("x"), ::ptsname(pty), failed)) << failed;
