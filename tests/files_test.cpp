@@ -63,7 +63,7 @@ TEST_F(Files, SizeComparisonAndCopy) {
     gutest::writeFile(path("out"), "an older and longer text");  // an old tail would show
     const string srce = c.srce[0] == '/' ? c.srce : path(c.srce);
     const string dest = path(c.dest);  // a FIFO can't be read back
-    const bool readable = c.dest.find("ifo") == string::npos;
+    const bool readable = c.dest != "fifo" && c.dest != "readFifo";
     const string expected = readable ? gutest::readFile(c.reason == 0 ? srce : dest) : "";
     string failed;
     EXPECT_EQ(c.reason, copyFileReport(srce, dest, failed)) << fileErrorText(c.reason);
@@ -106,8 +106,7 @@ TEST_F(Files, OnlyRegularFilesThatDeliverTheirSize) {
   EXPECT_EQ(EINVAL, fileSizeReport("/proc/self/status", size));
   alarm(0);
   // A sysctl file claims 0 bytes and delivers a line, so it differs from an empty file.
-  ASSERT_EQ(0, fileSizeReport("/proc/sys/kernel/ostype", size));
-  ASSERT_EQ(0, size);
+  ASSERT_TRUE(fileSizeReport("/proc/sys/kernel/ostype", size) == 0 && size == 0);
   gutest::writeFile(path("empty"), "");
   EXPECT_FALSE(CompareFiles(path("empty"), "/proc/sys/kernel/ostype"));
   // sysfs claims 4096 bytes for a value of a few: the file delivers fewer than its size.

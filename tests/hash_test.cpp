@@ -38,10 +38,9 @@ TEST(Hash, Crc32cEqualsTheBitwiseLoop) {
   std::vector<size_t> lengths = {12287, 12288, 12289, 12288 + 4095, 24576 + 7, 65536};
   for (size_t len = 0; len <= 1100; ++len) lengths.push_back(len);
   int wrong = 0;
-  for (size_t len : lengths) {
+  for (size_t len : lengths)
     for (uint32_t at = 0, crc = rng(); at < 8; ++at, crc = rng())
       wrong += crc32c(crc, &data[at], len) != crc32cBitwise(crc, &data[at], len);
-  }
   EXPECT_EQ(0, wrong);
 }
 

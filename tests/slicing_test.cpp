@@ -7,13 +7,13 @@ using namespace GeneralUtils;
 using std::string;
 
 TEST(Slicing, FixedCases) {
-  // clang-format off
-  struct SliceCase { string text, token, untilFirst, untilLast, afterFirst, afterLast, untilEol; std::vector<string> fields; };
-  // clang-format on
   // Rows: the only hit at position 0; the only hit at the very end, behind a leading line feed;
   // a miss; an empty token; an empty text; a token of two characters; overlapping hits, where
   // a carriage return ends the line even behind an earlier line feed.
-  const SliceCase kCases[] = {
+  const struct {
+    string text, token, untilFirst, untilLast, afterFirst, afterLast, untilEol;
+    std::vector<string> fields;  // split at ','
+  } kCases[] = {
       // text, token, untilFirst, untilLast, afterFirst, afterLast, untilEol, fields
       {"/x", "/", "", "", "x", "x", "/x", {"/x"}},
       {"\na,b/", "/", "\na,b", "\na,b", "", "", "", {"\na", "b/"}},
@@ -23,7 +23,7 @@ TEST(Slicing, FixedCases) {
       {"x::y\n::z", "::", "x", "x::y\n", "y\n::z", "z", "x::y", {"x::y\n::z"}},
       {"a\naaa\rb", "aa", "a\n", "a\na", "a\rb", "\rb", "a\naaa", {"a\naaa\rb"}},
   };
-  for (const SliceCase& c : kCases) {
+  for (const auto& c : kCases) {
     SCOPED_TRACE(testing::PrintToString(c.text) + " | " + c.token);
     EXPECT_EQ(c.untilFirst, GetUntilFirstSpecifiedString(c.text, c.token));
     EXPECT_EQ(c.untilLast, GetUntilLastSpecifiedString(c.text, c.token));
