@@ -518,26 +518,33 @@ vector<MacInterface> getMacInterfaces() {
   return all;
 }
 
-string getSystemFingerprintText() {
+FingerprintParts getSystemFingerprintParts() {
   unsigned int cpuId[4] = {0, 0, 0, 0};
   GetCpuid(&cpuId[0], &cpuId[1], &cpuId[2], &cpuId[3]);
-  const unsigned short cpuHash = getStrHash<unsigned int>(cpuId, 4);
   // One reading of the node name serves both of its places, so a rename between two
-  // readings cannot mix two names into one text.
+  // readings cannot mix two names into one fingerprint.
   const char* hostName = getHostName();
-  return sprintfString("%04X%s%04X%04X", static_cast<unsigned>(getMacHash()), hostName,
-                       static_cast<unsigned>(cpuHash), static_cast<unsigned>(textHash(hostName)));
+  return FingerprintParts{getMacHash(), hostName, getStrHash<unsigned int>(cpuId, 4),
+                          textHash(hostName)};
 }
 
-string GetSystemFingerprint() {
-  const size_t nMaxDigits = 9;
-  const string sAllStrings = getSystemFingerprintText();
-  const uint32_t unHashAllStrings =
-      crc32c(0, reinterpret_cast<const unsigned char*>(sAllStrings.data()), sAllStrings.size());
-  string sHashAllStrings = sprintfString("%lu", static_cast<unsigned long>(unHashAllStrings));
-  if (sHashAllStrings.size() > nMaxDigits) sHashAllStrings.resize(nMaxDigits);
-  return sHashAllStrings;
+string fingerprintText(const FingerprintParts& parts) {
+  // The name is joined as bytes rather than through "%s", which would stop at a NUL.
+  return sprintfString("%04X", static_cast<unsigned>(parts.macHash)) + parts.nodeName +
+         sprintfString("%04X%04X", static_cast<unsigned>(parts.cpuHash),
+                       static_cast<unsigned>(parts.machineDetailsHash));
 }
+
+string fingerprintOfParts(const FingerprintParts& parts) {
+  const size_t maxDigits = 9;
+  const string text = fingerprintText(parts);
+  const uint32_t crc = crc32c(0, reinterpret_cast<const unsigned char*>(text.data()), text.size());
+  string digits = sprintfString("%lu", static_cast<unsigned long>(crc));
+  if (digits.size() > maxDigits) digits.resize(maxDigits);
+  return digits;
+}
+
+string GetSystemFingerprint() { return fingerprintOfParts(getSystemFingerprintParts()); }
 
 const char* GetSystemFingerprintCStr() {
   // The run-time's one-time guard: concurrent first callers wait, and a throw leaves the

@@ -172,12 +172,24 @@ struct MacInterface {
 // Every record getMacHash's walk sees, in the kernel's order, from the same walk: the hashes
 // of the counted ones add up to getMacHash(). Empty when the list cannot be read.
 GENERALUTILS_API vector<MacInterface> getMacInterfaces();
-// The text the fingerprint is the CRC of: the MAC hash, the node name, the processor's hash
-// and the node name's hash, the hashes as 4 upper-case hex digits ("00ABbuild011F2E1260").
-// All of it comes from one reading of the node name.
-GENERALUTILS_API string getSystemFingerprintText();
-// Up to 9 decimal digits identifying this machine, computed afresh on every call: the first
-// 9 digits of the decimal CRC-32C of getSystemFingerprintText().
+// What the fingerprint is made of, all from one reading of the node name.
+struct FingerprintParts {
+  unsigned short macHash;             // getMacHash()
+  string nodeName;                    // getHostName()
+  unsigned short cpuHash;             // getStrHash over cpuid leaf 0's EAX, EBX, ECX, EDX
+  unsigned short machineDetailsHash;  // the 16-bit sum hash of nodeName, its bytes unsigned
+};
+// This machine's parts, read afresh. Without cpuid (on aarch64) the four registers count as 0.
+GENERALUTILS_API FingerprintParts getSystemFingerprintParts();
+// The text the fingerprint is the CRC of: macHash, nodeName, cpuHash and machineDetailsHash,
+// the hashes as 4 upper-case hex digits ({0x00AB, "build01", 0x1F2E, 0x1260} gives
+// "00ABbuild011F2E1260").
+GENERALUTILS_API string fingerprintText(const FingerprintParts& parts);
+// The first 9 digits of the decimal CRC-32C of fingerprintText(parts), fewer when the CRC
+// is shorter ("00ABbuild011F2E1260" has the CRC 1381262517 and gives "138126251").
+GENERALUTILS_API string fingerprintOfParts(const FingerprintParts& parts);
+// Up to 9 decimal digits identifying this machine, computed afresh on every call:
+// fingerprintOfParts(getSystemFingerprintParts()).
 GENERALUTILS_API string GetSystemFingerprint();
 // GetSystemFingerprint, computed once per process (again on the next call if it threw);
 // every call returns the same pointer, valid until the process exits.

@@ -104,7 +104,8 @@ elseif(MODE STREQUAL "exports")
     GetSystemFingerprint GetSystemFingerprintCStr getCidFilePath GetCidFromFile
     DirectoryExists FileExists IsFileOrDirWritable AppendFileName GetExeDir GetTempFolder
     FileSize CompareFiles copyFileWr GetLastErrorAsString
-    crc32cBitwise getMacInterfaces getSystemFingerprintText cidFromFileReport fileErrorText
+    crc32cBitwise getMacInterfaces getSystemFingerprintParts fingerprintText fingerprintOfParts
+    cidFromFileReport fileErrorText
     fileSizeReport compareFilesReport copyFileReport
     execCommandAndSaveOutput clean_stdin readLine readLineToStdString)
   execute_process(COMMAND ${NM} -D --defined-only ${LIB} COMMAND ${CXXFILT}

@@ -1,4 +1,4 @@
-// The executable's directory and the CID file, as seen by a copy of host_probe in a temp dir.
+// The executable's directory and the CID file, as seen by a copy of exe_probe in a temp dir.
 #include <tuple>
 
 #include "test_support.h"
@@ -6,7 +6,7 @@
 using Cid = gutest::TempDirTest;
 
 TEST_F(Cid, FirstLineOfTheDidFile) {
-  ASSERT_EQ(0, gutest::runShell("cd " + dir_ + " && cp " GU_PROBES "/host_probe" +
+  ASSERT_EQ(0, gutest::runShell("cd " + dir_ + " && cp " GU_PROBES "/exe_probe" +
                                 " app && mkdir inst && echo inst >inst/.did")
                    .status);
   const std::tuple<bool, std::string, std::string, std::string> kCases[] = {
@@ -23,7 +23,7 @@ TEST_F(Cid, FirstLineOfTheDidFile) {
   for (const auto& [file, did, installDir, cid] : kCases) {
     SCOPED_TRACE(did.substr(0, 20) + " | " + installDir);
     if (file) gutest::writeFile(path(".did"), did);
-    const auto r = gutest::run({path("app"), "--exe", installDir.empty() ? "" : path(installDir)});
+    const auto r = gutest::run({path("app"), installDir.empty() ? "" : path(installDir)});
     // GetExeDir, getCidFilePath and GetCidFromFile, each framed, since a CID may hold a '\r'.
     EXPECT_EQ("[" + dir_ + "]\n[" + dir_ + "/.did]\n[" + cid + "]\n", r.out) << r.err;
   }
@@ -36,10 +36,10 @@ TEST_F(Cid, ExecutableInTheRootDirectory) {
       "cd " + dir_ +
       "; mkdir -p r; mount -t tmpfs none r; for d in /*; do if [ -L $d ]; then "
       "cp -P $d r/; elif [ -d $d ]; then mkdir r$d; mount --rbind $d r$d; fi; done; cp " +
-      GU_PROBES "/host_probe r/app; echo rootcid >r/.did";
+      GU_PROBES "/exe_probe r/app; echo rootcid >r/.did";
   if (gutest::runShell("unshare -Urm sh -ec '" + setup + "'").status != 0) {
     GTEST_SKIP() << "unshare -Urm: no mount namespace to build a root in";
   }
-  const auto r = gutest::runShell("unshare -Urm sh -ec '" + setup + "; exec chroot r /app --exe'");
+  const auto r = gutest::runShell("unshare -Urm sh -ec '" + setup + "; exec chroot r /app'");
   EXPECT_EQ("[]\n[/.did]\n[rootcid]\n", r.out) << r.err;
 }

@@ -1,106 +1,203 @@
-// Host facts and the machine fingerprint, on real interfaces and node names: host_probe runs
-// in network and UTS namespaces of its own, set up with unshare(1), ip(8) and hostname(1).
-#include <cpuid.h>
+// Host facts and the machine fingerprint, on real interfaces and node names: the checks run in
+// child processes with network and UTS namespaces of their own, set up with ip(8).
 #include <gmock/gmock.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/utsname.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <cstddef>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <thread>
 
 #include "GeneralUtils.h"
 #include "test_support.h"
 
 using namespace GeneralUtils;
+using std::string;
 
-// host_probe's report, or what went wrong, after the shell commands in setup with the node
-// name node. v NAME MAC adds a veth pair whose near end NAME gets MAC and the pair's only
-// address, so only NAME is listed; its peer registers first, which puts NAME behind every
-// earlier interface.
-static std::string reportIn(const std::string& setup, const std::string& node) {
-  return gutest::runShell(
-             "unshare -Urnu sh -ec 'v() { ip link add $1 address $2 type veth peer name $1p; ip "
-             "addr add 10.0.0.1/32 dev $1; }; hostname " +
-             node + "; " + setup + " exec " GU_PROBES "/host_probe' 2>&1")
-      .out;
+static unsigned short hashOf(string text) {
+  return getStrHash(reinterpret_cast<unsigned char*>(&text[0]),
+                    static_cast<unsigned short>(text.size()));
 }
 
-// The CRC, in decimal, of the text the fingerprint hashes, joined here from its parts.
-static std::string crcOfJoined(unsigned mac, std::string node, unsigned cpuHash) {
-  char text[128];
-  const int n = std::snprintf(text, sizeof(text), "%04X%s%04X%04X", mac, node.c_str(), cpuHash,
-                              getStrHash(reinterpret_cast<unsigned char*>(&node[0]), node.size()));
-  return std::to_string(crc32c(0, reinterpret_cast<unsigned char*>(text), static_cast<size_t>(n)));
+// The processor's hash from what the kernel reports of cpuid leaf 0: the highest leaf ("cpuid
+// level") and the vendor text, whose 12 bytes are EBX, EDX and ECX.
+static bool cpuHashFromKernel(unsigned short& hash) {
+  std::ifstream cpuinfo("/proc/cpuinfo");
+  string line, vendor, level;
+  while (std::getline(cpuinfo, line) && (vendor.empty() || level.empty())) {
+    const size_t colon = line.find(": ");
+    if (line.rfind("vendor_id", 0) == 0) vendor = line.substr(colon + 2);
+    if (line.rfind("cpuid level", 0) == 0) level = line.substr(colon + 2);
+  }
+  if (vendor.size() != 12 || level.empty()) return false;
+  unsigned int regs[4] = {static_cast<unsigned>(std::stoul(level)), 0, 0, 0};
+  std::memcpy(&regs[1], &vendor[0], 4), std::memcpy(&regs[3], &vendor[4], 4);
+  std::memcpy(&regs[2], &vendor[8], 4);
+  hash = getStrHash<unsigned int>(regs, 4);
+  return true;
 }
 
-TEST(Host, FactsMatchUname) {
+TEST(Host, FingerprintFromParts) {
+  const struct {
+    FingerprintParts parts;
+    string text, fingerprint;
+  } kCases[] = {
+      // The CRC of the first is 1381262517, of the second 3470413, which stands whole, and of
+      // the third 4101144446, above 2^31. A NUL in the name stays; the hashes are upper case.
+      {{0x00AB, "build01", 0x1F2E, 0x1260}, "00ABbuild011F2E1260", "138126251"},
+      {{0, "n29", 0xFFFF, 0x32A7}, "0000n29FFFF32A7", "3470413"},
+      {{0, "n0", 0xFFFF, 0x306E}, "0000n0FFFF306E", "410114444"},
+      {{0x1234, string("a\0b", 3), 0xBEEF, 0x00C3}, string("1234a\0bBEEF00C3", 15), "201399388"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.fingerprint);
+    EXPECT_EQ(c.text, fingerprintText(c.parts));
+    EXPECT_EQ(c.fingerprint, fingerprintOfParts(c.parts));
+  }
+}
+
+TEST(Host, FactsMatchUnameAndCpuid) {
   struct utsname u;
   ASSERT_EQ(0, ::uname(&u));
-  EXPECT_EQ(
-      std::string("System: ") + u.sysname + ", Release: " + u.release + ", Version: " + u.version,
-      GetOS_Name());
+  EXPECT_EQ(string("System: ") + u.sysname + ", Release: " + u.release + ", Version: " + u.version,
+            GetOS_Name());
   // getMachineDetails gives the node name too, never the machine type, from a record of its own.
   EXPECT_STREQ(u.nodename, getHostName());
   EXPECT_STREQ(u.nodename, getMachineDetails());
   EXPECT_NE(getHostName(), getMachineDetails());
+  const FingerprintParts parts = getSystemFingerprintParts();
+  EXPECT_EQ(u.nodename, parts.nodeName);
+  EXPECT_EQ(getMacHash(), parts.macHash);
+  EXPECT_EQ(hashOf(u.nodename), parts.machineDetailsHash);
+  EXPECT_EQ(parts.machineDetailsHash, getMachineDetailsHash());
   // The cached fingerprint is this machine's, at one address for the process.
+  EXPECT_EQ(fingerprintOfParts(parts), GetSystemFingerprint());
   EXPECT_EQ(GetSystemFingerprint(), GetSystemFingerprintCStr());
   EXPECT_EQ(GetSystemFingerprintCStr(), GetSystemFingerprintCStr());
+  unsigned short cpuHash = 0;
+  if (!cpuHashFromKernel(cpuHash)) GTEST_SKIP() << "/proc/cpuinfo has no vendor_id, cpuid level";
+  EXPECT_EQ(cpuHash, parts.cpuHash);
 }
 
-TEST(Host, MacHashAndFingerprintInNamespaces) {
-  // "00ABbuild011F2E1260", whose CRC is 0x525464B5: fingerprint 138126251.
-  EXPECT_EQ("1381262517", crcOfJoined(0x00AB, "build01", 0x1F2E));
-  if (gutest::runShell("unshare -Urnu ip link add t0 type veth peer name t1").status != 0) {
-    GTEST_SKIP() << "unshare -Urnu: no veth pair in network and UTS namespaces of our own";
-  }
-  unsigned int regs[4] = {0, 0, 0, 0};
-  __cpuid_count(0, 0, regs[0], regs[1], regs[2], regs[3]);
-  const unsigned cpuHash = getStrHash<unsigned int>(regs, 4);
-  // Each MAC's hash by hand: even bytes plain, odd bytes shifted left by 8, cut to 16 bits.
-  // a0 02:11:22:33:44:55: 0x68 + 0x99<<8 = 0x9968; c0 02:01:02:03:04:05: 0x08 + 0x09<<8 =
-  // 0x0908; e0 02:ff:ff:ff:ff:ff: 0x200 + 0x2FD<<8, cut: 0xFF00; loopback's zeros hash to 0.
-  const std::pair<std::string, unsigned> kCases[] = {
-      // ip set-up, getMacHash
-      {"", 0},                              // nothing listed
-      {"v a0 02:11:22:33:44:55;", 0x9968},  // one interface
-      // loopback takes one of the two places
-      {"ip link set lo up; v a0 02:11:22:33:44:55; v c0 02:01:02:03:04:05;", 0x9968},
-      // 0x9968 + 0xFF00 wraps to 0x9868, and the third never counts
-      {"v a0 02:11:22:33:44:55; v e0 02:ff:ff:ff:ff:ff; v c0 02:01:02:03:04:05;", 0x9868},
+TEST(Host, MacHashAndNodeNameInNamespaces) {
+  unsigned short cpuHash = 0;
+  if (!cpuHashFromKernel(cpuHash)) GTEST_SKIP() << "/proc/cpuinfo has no vendor_id, cpuid level";
+  // Each address's hash by hand: even bytes plain, odd ones shifted left by 8, cut to 16 bits.
+  // 02:11:22:33:44:55: 0x68 + 0x99 << 8 = 0x9968; 02:01:02:03:04:05: 0x0908; 02:ff:ff:ff:ff:ff:
+  // 0x200 + 0x2FD << 8, cut: 0xFF00; loopback's zeros hash to 0. build01 hashes to 0x1260, and
+  // "\xE9\x62" to 0x62E9: a byte of 0x80 or more counts unsigned.
+  const struct {
+    bool loopbackUp;
+    std::vector<std::pair<string, string>> veths;  // name, address
+    string node;
+    unsigned short macHash, nodeHash;
+  } kCases[] = {
+      {false, {}, "build01", 0, 0x1260},  // nothing listed
+      {false, {{"a0", "02:11:22:33:44:55"}}, "\xE9\x62", 0x9968, 0x62E9},
+      // Loopback takes one of the two places.
+      {true, {{"a0", "02:11:22:33:44:55"}, {"c0", "02:01:02:03:04:05"}}, "build01", 0x9968, 0x1260},
+      // 0x9968 + 0xFF00 wraps to 0x9868, and the third never counts.
+      {false,
+       {{"a0", "02:11:22:33:44:55"}, {"e0", "02:ff:ff:ff:ff:ff"}, {"c0", "02:01:02:03:04:05"}},
+       "build01",
+       0x9868,
+       0x1260},
   };
-  // A node name byte of 0x80 or more counts as unsigned: 0xE9 + ('b' << 8); at an even
-  // index, where it is added unshifted, a signed byte would give 0xFFE9. hostname(1)
-  // refuses such a name, the kernel's own file takes it.
-  const std::string high = std::string(1, '\xE9') + 'b';
-  EXPECT_EQ("mac=0 host=" + high + " details=" + std::to_string(0x62E9) +
-                " fingerprint=" + crcOfJoined(0, high, cpuHash).substr(0, 9) + "\n",
-            reportIn("printf \"\\\\351b\" >/proc/sys/kernel/hostname;", "x"));
-  for (const auto& [setup, mac] : kCases) {
-    SCOPED_TRACE(setup);
-    EXPECT_EQ("mac=" + std::to_string(mac) + " host=build01 details=" + std::to_string(0x1260) +
-                  " fingerprint=" + crcOfJoined(mac, "build01", cpuHash).substr(0, 9) + "\n",
-              reportIn(setup, "build01"));
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.node + " " + std::to_string(c.veths.size()));
+    std::vector<std::vector<string>> setup;
+    if (c.loopbackUp) setup.push_back({"ip", "link", "set", "lo", "up"});
+    for (const auto& [name, address] : c.veths) {
+      for (auto& command : gutest::vethCommands(name, address)) setup.push_back(command);
+    }
+    const gutest::RunResult r = gutest::runInNamespaces(setup, [&c] {
+      if (::sethostname(c.node.data(), c.node.size()) != 0) return 1;
+      std::printf("%04X %s %04X ", getMacHash(), getHostName(), getMachineDetailsHash());
+      std::printf("%s %s", fingerprintText(getSystemFingerprintParts()).c_str(),
+                  GetSystemFingerprint().c_str());
+      return 0;
+    });
+    if (r.status == gutest::kNoNamespaces) GTEST_SKIP() << r.err;
+    const FingerprintParts parts = {c.macHash, c.node, cpuHash, c.nodeHash};
+    EXPECT_EQ(sprintfString("%04X %s %04X ", c.macHash, c.node.c_str(), c.nodeHash) +
+                  fingerprintText(parts) + " " + fingerprintOfParts(parts),
+              r.out);
   }
-  // Node names 0, 1, ... until this processor gives a CRC of 8 digits or fewer and one of
-  // 2^31 or more, nothing listed: only 10 digits are cut, and the CRC is printed unsigned.
-  bool shortSeen = false, highSeen = false;
-  for (int i = 0; !shortSeen || !highSeen; ++i) {
-    const std::string node = std::to_string(i), crc = crcOfJoined(0, node, cpuHash);
-    const bool isShort = crc.size() <= 8, isHigh = std::stoul(crc) >= 0x80000000u;
-    if ((!isShort || shortSeen) && (!isHigh || highSeen)) continue;
-    shortSeen |= isShort, highSeen |= isHigh;
-    EXPECT_THAT(reportIn("", node), testing::EndsWith(" fingerprint=" + crc.substr(0, 9) + "\n"));
-  }
+}
+
+// From here on uname() fails with EPERM in this process.
+static bool failUname() {
+  sock_filter filter[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_uname, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  sock_fprog program = {sizeof(filter) / sizeof(filter[0]), filter};
+  return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
 TEST(Host, FailingUnameGivesUnknown) {
-  const auto r = gutest::run({GU_PROBES "/host_probe", "--uname-fails"});
+  const gutest::RunResult r = gutest::runInChild([] {
+    if (!failUname()) return 3;
+    std::printf("%s|%s|%s|%04X|%s", getHostName(), getMachineDetails(), GetOS_Name().c_str(),
+                getMachineDetailsHash(), getSystemFingerprintParts().nodeName.c_str());
+    return 0;
+  });
   if (r.status == 3) GTEST_SKIP() << "no seccomp filter to make uname() fail";
-  EXPECT_EQ("unknown\nunknown\n[]\n", r.out);
+  EXPECT_EQ("unknown|unknown||54BD|unknown", r.out);
   EXPECT_EQ("uname: Operation not permitted\n", r.err);
 }
 
-TEST(Host, OneNamePerAnswerWhileTheHostIsRenamed) {
-  const auto r = gutest::run({"unshare", "-Uru", GU_PROBES "/host_probe", "--rename-race"});
-  if (r.status != 0 && r.out.empty()) GTEST_SKIP() << "unshare -Uru: " << r.err;
-  EXPECT_EQ("torn=0 of 3 x 2000 answers\n", r.out) << r.err;
+// Node names that show a tear: "r<k>-" and k % 40 'x's.
+static string raceName(unsigned k) { return "r" + std::to_string(k) + "-" + string(k % 40, 'x'); }
+static bool isRaceName(const string& name) {
+  return name == raceName(static_cast<unsigned>(std::strtoul(name.c_str() + 1, nullptr, 10)));
+}
+
+// Three threads ask while the host takes 3000 new names, so new records are published all
+// through the race; every answer must be one whole name, and a text once returned must never
+// change.
+TEST(Host, RecordsStayWholeWhileNewNamesArePublished) {
+  const gutest::RunResult r = gutest::runInNamespaces({}, [] {
+    const auto rename = [](unsigned k) {
+      const string name = raceName(k);
+      return ::sethostname(name.data(), name.size()) == 0;
+    };
+    if (!rename(0)) return 1;
+    std::atomic<int> started(0), torn(0);
+    std::atomic<bool> stop(false);
+    std::vector<std::thread> askers;
+    for (int t = 0; t < 3; ++t) {
+      askers.emplace_back([&] {
+        const char* first = getHostName();
+        const string firstText = first;
+        ++started;
+        while (!stop) {
+          const FingerprintParts parts = getSystemFingerprintParts();
+          torn += !isRaceName(getHostName()) + !isRaceName(getMachineDetails()) +
+                  !isRaceName(parts.nodeName) +
+                  (hashOf(parts.nodeName) != parts.machineDetailsHash);
+        }
+        torn += firstText != first;
+      });
+    }
+    while (started < 3) std::this_thread::yield();
+    for (unsigned k = 1; k <= 3000; ++k) rename(k);
+    stop = true;
+    for (std::thread& t : askers) t.join();
+    std::printf("torn=%d", torn.load());
+    return 0;
+  });
+  if (r.status == gutest::kNoNamespaces) GTEST_SKIP() << r.err;
+  EXPECT_EQ("torn=0", r.out) << r.err;
 }

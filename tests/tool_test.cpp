@@ -111,12 +111,18 @@ TEST(ToolMemory, UrlencodeStreamsStandardInput) {
 }
 
 TEST(ToolInterfaces, InfoListsTheWalkBehindTheMacHash) {
-  const gutest::RunResult r = gutest::runShell(
-      "T='" GU_TOOL
-      "' unshare -Urn sh -ec 'v() { ip link add $1 address $2 type veth "
-      "peer name $1p; ip addr add 10.0.0.1/32 dev $1; }; ip link set lo up; v a0 "
-      "02:11:22:33:44:55; v e0 02:ff:ff:ff:ff:ff; \"$T\" info; \"$T\" info --json'");
-  if (r.status != 0) GTEST_SKIP() << "unshare -Urn with veth pairs: " << r.err;
+  std::vector<std::vector<std::string>> setup = {{"ip", "link", "set", "lo", "up"}};
+  for (const char* veth : {"a0 02:11:22:33:44:55", "e0 02:ff:ff:ff:ff:ff"}) {
+    for (auto& command : gutest::vethCommands(std::string(veth, 2), veth + 3)) {
+      setup.push_back(command);
+    }
+  }
+  const gutest::RunResult r = gutest::runInNamespaces(setup, [] {
+    std::printf("%s%s", gutest::run({GU_TOOL, "info"}).out.c_str(),
+                gutest::run({GU_TOOL, "info", "--json"}).out.c_str());
+    return 0;
+  });
+  if (r.status == gutest::kNoNamespaces) GTEST_SKIP() << r.err;
   // The hashes by hand: even bytes plain, odd ones shifted left by 8, cut to 16 bits.
   EXPECT_THAT(r.out, HasSubstr("\ninterface:            a0 02:11:22:33:44:55 9968 counted\n"
                                "interface:            e0 02:ff:ff:ff:ff:ff FF00 uncounted\n"));

@@ -1,4 +1,4 @@
-// The generalutils tool's shared frame: the parsed arguments, exit statuses and output helpers.
+// The generalutils tool's shared frame: exit statuses, the subcommand registry and output helpers.
 #ifndef GENERALUTILS_TOOLS_COMMANDS_H
 #define GENERALUTILS_TOOLS_COMMANDS_H
 
@@ -7,41 +7,40 @@
 #include <CLI/CLI.hpp>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "tool_limits.h"
+
 namespace gutool {
 
-// Exit statuses. False and failed share 1, as in test(1) and cmp(1); 2 is a usage error, and
-// for cmp, as in cmp(1), a file that could not be compared.
-constexpr int kOk = 0;
-constexpr int kFalse = 1;
-constexpr int kFailed = 1;
-constexpr int kUsage = 2;
-constexpr int kTrouble = 2;
-
-// Standard input and files are read in blocks of this size, whatever their length.
-constexpr std::size_t kBlockBytes = std::size_t{64} * 1024;
-
-// Values from the command line. Only one subcommand parses per run, so they share one store.
-struct Args {
-  std::string text, token, mode, path, other;
-  std::vector<std::string> files;
-  bool json = false;
-  bool nul = false;
-  int limit = 4096;
-};
+// Exit statuses, as test(1) and cmp(1) give them.
+constexpr int kOk = 0;       // success, or the answer true
+constexpr int kFailed = 1;   // the answer false, or a failure said on standard error
+constexpr int kTrouble = 2;  // a command line that doesn't parse; for cmp, an unreadable file
 
 struct Tool {
   CLI::App app{"String, hash, host, file and process helpers of GeneralUtils", "generalutils"};
-  Args args;
   int status = kOk;
 
-  // Runs action once the whole command line has parsed; its result is the exit status.
+  // Storage for one subcommand's arguments, which the parser fills in, for as long as the
+  // tool runs.
+  template <typename Args>
+  Args& keep() {
+    auto args = std::make_shared<Args>();
+    kept_.push_back(args);
+    return *args;
+  }
+
+  // Runs `run` once the whole command line has parsed; its result is the exit status.
   void action(CLI::App* command, std::function<int()> run) {
     command->callback([this, run = std::move(run)] { status = run(); });
   }
+
+ private:
+  std::vector<std::shared_ptr<void>> kept_;
 };
 
 // Bytes go out exactly as given: no locale, no conversion. line() adds a '\n'.
@@ -55,6 +54,21 @@ int fail(const std::string& command, const std::string& file, const std::string&
 std::string hex4(unsigned short value);
 // read(2), resumed after a signal: the bytes read, 0 at the end, -1 with errno set.
 ssize_t readSome(int fd, void* buffer, std::size_t size);
+// "64 KiB": kReadBlock as the help text states it.
+std::string readBlockText();
+
+// Closes a descriptor it owns on every path; a negative one is no descriptor. close() is never
+// retried: the descriptor is gone even when it reports EINTR.
+class FdGuard {
+ public:
+  explicit FdGuard(int fd) : fd_(fd) {}
+  FdGuard(const FdGuard&) = delete;
+  FdGuard& operator=(const FdGuard&) = delete;
+  ~FdGuard();
+
+ private:
+  int fd_;
+};
 
 void addTextCommands(Tool& t);
 void addFileCommands(Tool& t);

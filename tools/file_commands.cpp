@@ -15,20 +15,6 @@
 namespace gutool {
 namespace {
 
-// Closes a descriptor it owns on every path; close() is never retried.
-class FdGuard {
- public:
-  explicit FdGuard(int fd) : fd_(fd) {}
-  FdGuard(const FdGuard&) = delete;
-  FdGuard& operator=(const FdGuard&) = delete;
-  ~FdGuard() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-
- private:
-  int fd_;
-};
-
 // CRC-32C of everything fd holds, chained block by block so that memory stays at one block
 // whatever the size. Gives 0 or the errno of the failed read.
 int streamCrc(int fd, std::vector<unsigned char>& block, uint32_t& crc) {
@@ -61,7 +47,7 @@ std::string crcLine(uint32_t crc, const std::string& name) {
 
 int crcCommand(std::vector<std::string> files) {
   if (files.empty()) files.emplace_back("-");
-  std::vector<unsigned char> block(kBlockBytes);
+  std::vector<unsigned char> block(kReadBlock);
   int status = kOk;
   for (const std::string& name : files) {
     const bool isStdin = name == "-";
@@ -79,74 +65,113 @@ int crcCommand(std::vector<std::string> files) {
   return status;
 }
 
-int answer(bool yes) { return yes ? kOk : kFalse; }
+int answer(bool yes) { return yes ? kOk : kFailed; }
 
-}  // namespace
-
-void addFileCommands(Tool& t) {
-  Args& a = t.args;
-
+void addCrc32c(Tool& t) {
   CLI::App* c = t.app.add_subcommand(
       "crc32c",
       "CRC-32C (8 hex digits), a blank, the name, per FILE or stdin (-); a name with LF "
       "or \\ escaped; 1 if one fails");
-  c->add_option("FILE", a.files, "files to check; '-' or none: standard input");
-  t.action(c, [&a] { return crcCommand(a.files); });
+  auto& files = t.keep<std::vector<std::string>>();
+  c->add_option("FILE", files, "files to check; '-' or none: standard input");
+  t.action(c, [&files] { return crcCommand(files); });
+}
 
-  c = t.app.add_subcommand("exists", "No output; 0 if PATH exists (links followed), 1 if not");
-  c->add_option("PATH", a.path, "path to check")->required();
-  t.action(c, [&a] { return answer(GeneralUtils::FileExists(a.path)); });
+// exists, isdir and writable: a question about PATH, answered by the exit status alone.
+void addPathQuestion(Tool& t, const std::string& name, const std::string& help,
+                     const std::string& pathHelp, bool (*question)(const std::string&)) {
+  CLI::App* c = t.app.add_subcommand(name, help);
+  std::string& path = t.keep<std::string>();
+  c->add_option("PATH", path, pathHelp)->required();
+  t.action(c, [&path, question] { return answer(question(path)); });
+}
 
-  c = t.app.add_subcommand("isdir", "No output; 0 if PATH is a directory, 1 if not");
-  c->add_option("PATH", a.path, "path to check; one trailing '/' or '\\' is ignored")->required();
-  t.action(c, [&a] { return answer(GeneralUtils::DirectoryExists(a.path)); });
+struct JoinArgs {
+  std::string folder, file;
+};
 
-  c = t.app.add_subcommand("writable", "No output; 0 if this user may write PATH, 1 if not");
-  c->add_option("PATH", a.path, "file or directory to check")->required();
-  t.action(c, [&a] { return answer(GeneralUtils::IsFileOrDirWritable(a.path)); });
+void addPathCommands(Tool& t) {
+  addPathQuestion(t, "exists", "No output; 0 if PATH exists (links followed), 1 if not",
+                  "path to check",
+                  [](const std::string& p) { return GeneralUtils::FileExists(p); });
+  addPathQuestion(t, "isdir", "No output; 0 if PATH is a directory, 1 if not",
+                  "path to check; one trailing '/' or '\\' is ignored",
+                  [](const std::string& p) { return GeneralUtils::DirectoryExists(p); });
+  addPathQuestion(t, "writable", "No output; 0 if this user may write PATH, 1 if not",
+                  "file or directory to check",
+                  [](const std::string& p) { return GeneralUtils::IsFileOrDirWritable(p); });
 
-  c = t.app.add_subcommand("join", "FOLDER and FILE joined with one '/'");
-  c->add_option("FOLDER", a.path, "folder")->required();
-  c->add_option("FILE", a.other, "file name")->required();
+  CLI::App* c = t.app.add_subcommand("join", "FOLDER and FILE joined with one '/'");
+  JoinArgs& a = t.keep<JoinArgs>();
+  c->add_option("FOLDER", a.folder, "folder")->required();
+  c->add_option("FILE", a.file, "file name")->required();
   t.action(c, [&a] {
-    line(GeneralUtils::AppendFileName(a.path, a.other));
+    line(GeneralUtils::AppendFileName(a.folder, a.file));
     return kOk;
   });
+}
 
-  c = t.app.add_subcommand(
+void addSize(Tool& t) {
+  CLI::App* c = t.app.add_subcommand(
       "size", "Size of FILE in bytes; 1 if it is not a regular file or can't be opened");
-  c->add_option("FILE", a.path, "file to measure")->required();
-  t.action(c, [&a] {
+  std::string& file = t.keep<std::string>();
+  c->add_option("FILE", file, "file to measure")->required();
+  t.action(c, [&file] {
     std::streamoff size = 0;
-    const int reason = GeneralUtils::fileSizeReport(a.path, size);
-    if (reason != 0) return fail("size", a.path, GeneralUtils::fileErrorText(reason));
+    const int reason = GeneralUtils::fileSizeReport(file, size);
+    if (reason != 0) return fail("size", file, GeneralUtils::fileErrorText(reason));
     line(std::to_string(size));
     return kOk;
   });
+}
 
-  c = t.app.add_subcommand(
+struct CmpArgs {
+  std::string first, second;
+};
+
+void addCmp(Tool& t) {
+  CLI::App* c = t.app.add_subcommand(
       "cmp", "No output; as cmp -s: 0 if A and B hold the same bytes, 1 if not, 2 on trouble");
-  c->add_option("A", a.path, "first file")->required();
-  c->add_option("B", a.other, "second file")->required();
+  CmpArgs& a = t.keep<CmpArgs>();
+  c->add_option("A", a.first, "first file")->required();
+  c->add_option("B", a.second, "second file")->required();
   t.action(c, [&a] {
     bool same = false;
     std::string failed;
-    const int reason = GeneralUtils::compareFilesReport(a.path, a.other, same, failed);
+    const int reason = GeneralUtils::compareFilesReport(a.first, a.second, same, failed);
     if (reason == 0) return answer(same);
     fail("cmp", failed, GeneralUtils::fileErrorText(reason));
     return kTrouble;
   });
+}
 
-  c = t.app.add_subcommand("cp",
-                           "Copy SRC over DST (a file or character device); 0 only if DST then "
-                           "holds exactly SRC's bytes, else 1");
-  c->add_option("SRC", a.path, "regular file to copy")->required();
-  c->add_option("DST", a.other, "file to create or replace, or a character device")->required();
+struct CpArgs {
+  std::string source, destination;
+};
+
+void addCp(Tool& t) {
+  CLI::App* c = t.app.add_subcommand("cp",
+                                     "Copy SRC over DST (a file or character device); 0 only if "
+                                     "DST then holds exactly SRC's bytes, else 1");
+  CpArgs& a = t.keep<CpArgs>();
+  c->add_option("SRC", a.source, "regular file to copy")->required();
+  c->add_option("DST", a.destination, "file to create or replace, or a character device")
+      ->required();
   t.action(c, [&a] {
     std::string failed;
-    const int reason = GeneralUtils::copyFileReport(a.path, a.other, failed);
+    const int reason = GeneralUtils::copyFileReport(a.source, a.destination, failed);
     return reason == 0 ? kOk : fail("cp", failed, GeneralUtils::fileErrorText(reason));
   });
+}
+
+}  // namespace
+
+void addFileCommands(Tool& t) {
+  addCrc32c(t);
+  addPathCommands(t);
+  addSize(t);
+  addCmp(t);
+  addCp(t);
 }
 
 }  // namespace gutool

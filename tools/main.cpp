@@ -47,6 +47,12 @@ ssize_t readSome(int fd, void* buffer, std::size_t size) {
   return n;
 }
 
+std::string readBlockText() { return std::to_string(kReadBlock / 1024) + " KiB"; }
+
+FdGuard::~FdGuard() {
+  if (fd_ >= 0) ::close(fd_);
+}
+
 namespace {
 
 // The rules every subcommand keeps; --help ends with them, and so does the manual page.
@@ -78,6 +84,18 @@ class Formatter : public CLI::Formatter {
   }
 };
 
+// The message for an option the parser doesn't know: a text beginning with '-' that was meant
+// as a text gets the hint to put it behind "--".
+std::string unknownOptionMessage(const CLI::App* command, const std::string& arg) {
+  const std::string unknown = "unknown option '" + arg + "'; ";
+  if (command == nullptr) return unknown + "see 'generalutils --help'";
+  const bool takesText =
+      !command->get_options([](const CLI::Option* o) { return o->get_positional(); }).empty();
+  return command->get_name() + ": " + unknown +
+         (takesText ? "put a text that begins with '-' behind '--'"
+                    : "see 'generalutils " + command->get_name() + " --help'");
+}
+
 // The message for a command line that doesn't parse. The two common slips, a misspelt
 // subcommand and a text beginning with '-' that reads as an option, get a plain message;
 // anything else keeps the parser's own words, behind the subcommand's name.
@@ -89,13 +107,7 @@ std::string usageMessage(CLI::App& app, const std::vector<std::string>& args,
     if (arg.size() > 1 && arg[0] == '-') {
       CLI::App& owner = command != nullptr ? *command : app;
       if (owner.get_option_no_throw(arg.substr(0, arg.find('='))) != nullptr) continue;
-      const std::string unknown = "unknown option '" + arg + "'; ";
-      if (command == nullptr) return unknown + "see 'generalutils --help'";
-      const bool takesText =
-          !command->get_options([](const CLI::Option* o) { return o->get_positional(); }).empty();
-      return command->get_name() + ": " + unknown +
-             (takesText ? "put a text that begins with '-' behind '--'"
-                        : "see 'generalutils " + command->get_name() + " --help'");
+      return unknownOptionMessage(command, arg);
     }
     if (command != nullptr) continue;
     const auto named = app.get_subcommands([&arg](CLI::App* c) { return c->check_name(arg); });
@@ -120,11 +132,11 @@ int runTool(int argc, char** argv) {
     // Help and version requests arrive as "errors" with status 0.
     if (e.get_exit_code() == 0) return t.app.exit(e);
     complain(usageMessage(t.app, std::vector<std::string>(argv + 1, argv + argc), e.what()));
-    return kUsage;
+    return kTrouble;
   }
   if (t.app.get_subcommands().empty()) {
     std::cerr << t.app.help();
-    return kUsage;
+    return kTrouble;
   }
   // A full disk or a closed pipe on standard output is a failure, not a quiet success.
   if (!std::cout.flush()) {

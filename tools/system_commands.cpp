@@ -23,42 +23,45 @@ std::string hardwareAddress(const GeneralUtils::MacInterface& i) {
                                      b[5]);
 }
 
-int infoCommand(bool json) {
+using Fields = std::vector<std::pair<std::string, std::string>>;
+
+// The machine report's fields. The fingerprint and the parts shown come from one reading of the
+// parts, so they always belong together.
+Fields infoFields() {
   using namespace GeneralUtils;
-  // Every part is cut from the text the fingerprint is the CRC of, so the parts shown are the
-  // ones hashed: "<mac hash><node name><cpu hash><node-name hash>", the hashes 4 digits each.
-  const std::string input = getSystemFingerprintText();
-  const std::size_t nodeLength = input.size() - 12;
-  const std::vector<std::pair<std::string, std::string>> fields = {
+  const FingerprintParts parts = getSystemFingerprintParts();
+  return {
       {"os", GetOS_Name()},
-      {"node_name", input.substr(4, nodeLength)},
-      {"machine_details_hash", input.substr(input.size() - 4)},
-      {"mac_hash", input.substr(0, 4)},
-      {"cpu_hash", input.substr(input.size() - 8, 4)},
-      {"fingerprint_input", input},
-      {"fingerprint", GetSystemFingerprint()},
+      {"node_name", parts.nodeName},
+      {"machine_details_hash", hex4(parts.machineDetailsHash)},
+      {"mac_hash", hex4(parts.macHash)},
+      {"cpu_hash", hex4(parts.cpuHash)},
+      {"fingerprint_input", fingerprintText(parts)},
+      {"fingerprint", fingerprintOfParts(parts)},
       {"exe_dir", GetExeDir()},
       {"temp_folder", GetTempFolder()},
       {"cid_file", getCidFilePath()},
       {"cid", GetCidFromFile("")},
   };
-  const std::vector<MacInterface> interfaces = getMacInterfaces();
-  if (json) {
-    Json doc = Json::object();
-    for (const auto& field : fields) doc[field.first] = field.second;
-    doc["interfaces"] = Json::array();
-    for (const MacInterface& i : interfaces) {
-      doc["interfaces"].push_back({{"name", i.name},
-                                   {"address", i.hasAddress ? Json(hardwareAddress(i)) : Json()},
-                                   {"hash", hex4(i.hash)},
-                                   {"counted", i.counted}});
-    }
-    // Node names and CIDs are bytes, not UTF-8: a bad sequence becomes U+FFFD, not an error.
-    line(doc.dump(2, ' ', false, Json::error_handler_t::replace));
-    return kOk;
+}
+
+void printJson(const Fields& fields, const std::vector<GeneralUtils::MacInterface>& interfaces) {
+  Json doc = Json::object();
+  for (const auto& field : fields) doc[field.first] = field.second;
+  doc["interfaces"] = Json::array();
+  for (const GeneralUtils::MacInterface& i : interfaces) {
+    doc["interfaces"].push_back({{"name", i.name},
+                                 {"address", i.hasAddress ? Json(hardwareAddress(i)) : Json()},
+                                 {"hash", hex4(i.hash)},
+                                 {"counted", i.counted}});
   }
-  std::vector<std::pair<std::string, std::string>> rows = fields;
-  for (const MacInterface& i : interfaces) {
+  // Node names and CIDs are bytes, not UTF-8: a bad sequence becomes U+FFFD, not an error.
+  line(doc.dump(2, ' ', false, Json::error_handler_t::replace));
+}
+
+// One aligned line per field, then one per interface record.
+void printLines(Fields rows, const std::vector<GeneralUtils::MacInterface>& interfaces) {
+  for (const GeneralUtils::MacInterface& i : interfaces) {
     rows.emplace_back("interface", i.name + ' ' + (i.hasAddress ? hardwareAddress(i) : "none") +
                                        ' ' + hex4(i.hash) +
                                        (i.counted ? " counted" : " uncounted"));
@@ -71,7 +74,6 @@ int infoCommand(bool json) {
     label.resize(width + 2, ' ');
     line(label + row.second);
   }
-  return kOk;
 }
 
 // One line of standard input, read a byte at a time: a pipe can't be read back, so reading
@@ -84,7 +86,7 @@ int readlineCommand(int limit) {
     char ch = 0;
     const ssize_t n = readSome(STDIN_FILENO, &ch, 1);
     if (n < 0) return fail("readline", "-", std::strerror(errno));
-    if (n == 0 && text.empty()) return kFalse;
+    if (n == 0 && text.empty()) return kFailed;
     if (n == 0 || ch == '\n') break;
     text += ch;
   }
@@ -92,57 +94,58 @@ int readlineCommand(int limit) {
   return kOk;
 }
 
-}  // namespace
-
-void addSystemCommands(Tool& t) {
-  Args& a = t.args;
-
-  CLI::App* c =
-      t.app.add_subcommand("fingerprint", "This machine's fingerprint (computed once per process)");
-  t.action(c, [] {
-    line(GeneralUtils::GetSystemFingerprintCStr());
+// fingerprint, exedir and tmpdir: one line, with nothing to ask.
+void addAnswer(Tool& t, const std::string& name, const std::string& help, std::string (*answer)()) {
+  t.action(t.app.add_subcommand(name, help), [answer] {
+    line(answer());
     return kOk;
   });
+}
 
-  c = t.app.add_subcommand(
+void addMachine(Tool& t) {
+  addAnswer(t, "fingerprint", "This machine's fingerprint (computed once per process)",
+            [] { return std::string(GeneralUtils::GetSystemFingerprintCStr()); });
+  CLI::App* c = t.app.add_subcommand(
       "info",
       "OS, fingerprint, its parts and input text, paths, CID, IPv4 interfaces in kernel order");
-  c->add_flag("--json", a.json, "one JSON object instead of aligned lines");
-  t.action(c, [&a] { return infoCommand(a.json); });
-
-  c = t.app.add_subcommand("exedir", "Directory of the generalutils executable");
-  t.action(c, [] {
-    line(GeneralUtils::GetExeDir());
+  bool& json = t.keep<bool>();
+  c->add_flag("--json", json, "one JSON object instead of aligned lines");
+  t.action(c, [&json] {
+    const Fields fields = infoFields();
+    const auto interfaces = GeneralUtils::getMacInterfaces();
+    json ? printJson(fields, interfaces) : printLines(fields, interfaces);
     return kOk;
   });
+  addAnswer(t, "exedir", "Directory of the generalutils executable", GeneralUtils::GetExeDir);
+  addAnswer(t, "tmpdir", "The library's temp folder", GeneralUtils::GetTempFolder);
+}
 
-  c = t.app.add_subcommand("tmpdir", "The library's temp folder");
-  t.action(c, [] {
-    line(GeneralUtils::GetTempFolder());
-    return kOk;
-  });
-
-  c = t.app.add_subcommand(
+void addCid(Tool& t) {
+  CLI::App* c = t.app.add_subcommand(
       "cid",
       "First line of DIR/.did, or of .did beside the tool; 1 if unreadable or the line is empty");
-  c->add_option("DIR", a.path, "installation directory; absent: the tool's own directory");
-  t.action(c, [&a] {
+  std::string& dir = t.keep<std::string>();
+  c->add_option("DIR", dir, "installation directory; absent: the tool's own directory");
+  t.action(c, [&dir] {
     std::string cid, didPath;
-    const int reason = GeneralUtils::cidFromFileReport(a.path, cid, didPath);
+    const int reason = GeneralUtils::cidFromFileReport(dir, cid, didPath);
     if (reason != 0) return fail("cid", didPath, GeneralUtils::fileErrorText(reason));
     if (cid.empty()) return fail("cid", didPath, "First line is empty");
     line(cid);
     return kOk;
   });
+}
 
-  c = t.app.add_subcommand("exec",
-                           "sh -c CMD; its stdout as the library captures it (a NUL drops the "
-                           "rest of its 127-byte piece); status 0, not CMD's");
-  c->add_option("CMD", a.text, "shell command line")->required();
-  t.action(c, [&a] {
+void addProcess(Tool& t) {
+  CLI::App* c = t.app.add_subcommand("exec",
+                                     "sh -c CMD; its stdout as the library captures it (a NUL "
+                                     "drops the rest of its 127-byte piece); status 0, not CMD's");
+  std::string& command = t.keep<std::string>();
+  c->add_option("CMD", command, "shell command line")->required();
+  t.action(c, [&command] {
     // sh -c takes a command line that begins with '-' or '+' for options of its own; a blank
     // in front keeps it a command and changes nothing else.
-    out(GeneralUtils::execCommandAndSaveOutput((' ' + a.text).c_str()));
+    out(GeneralUtils::execCommandAndSaveOutput((' ' + command).c_str()));
     return kOk;
   });
 
@@ -150,10 +153,20 @@ void addSystemCommands(Tool& t) {
       "readline",
       "One line of stdin and a LF, no byte more read; at most N-1 bytes, the rest (even a "
       "lone LF) stays; 1 at end of input");
-  c->add_option("N", a.limit, "buffer size, terminating NUL included")
-      ->check(CLI::Range(1, 1048576))
+  int& limit = t.keep<int>();
+  limit = kReadlineDefault;
+  c->add_option("N", limit, "buffer size, terminating NUL included")
+      ->check(CLI::Range(1, kReadlineMost))
       ->capture_default_str();
-  t.action(c, [&a] { return readlineCommand(a.limit); });
+  t.action(c, [&limit] { return readlineCommand(limit); });
+}
+
+}  // namespace
+
+void addSystemCommands(Tool& t) {
+  addMachine(t);
+  addCid(t);
+  addProcess(t);
 }
 
 }  // namespace gutool

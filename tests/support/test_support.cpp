@@ -1,10 +1,13 @@
 #include "test_support.h"
 
+#include <sched.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -35,6 +38,63 @@ RunResult run(const std::vector<std::string>& argv, const std::string& input) {
   std::string line = "exec";  // each argument in single quotes, its own quotes as '\''
   for (const std::string& arg : argv) line += " '" + std::regex_replace(arg, kQuote, "'\\''") + "'";
   return runShell(line, input);
+}
+
+RunResult runInChild(const std::function<int()>& body) {
+  char out[] = "/tmp/gu-out-XXXXXX", err[] = "/tmp/gu-err-XXXXXX";
+  const int outFd = ::mkstemp(out), errFd = ::mkstemp(err);
+  if (outFd < 0 || errFd < 0) throw std::runtime_error(out);
+  std::fflush(nullptr);  // nothing buffered here is printed twice
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    ::dup2(outFd, 1), ::dup2(errFd, 2);
+    const int status = body();
+    std::fflush(nullptr);
+    ::_exit(status);
+  }
+  int status = 0;
+  while (pid > 0 && ::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  }
+  ::close(outFd), ::close(errFd);
+  RunResult r{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readFile(out),
+              readFile(err)};
+  ::unlink(out), ::unlink(err);
+  return r;
+}
+
+static bool writeProcSelf(const std::string& name, const std::string& text) {
+  std::ofstream f("/proc/self/" + name);
+  return static_cast<bool>(f << text << std::flush);
+}
+
+RunResult runInNamespaces(const std::vector<std::vector<std::string>>& setup,
+                          const std::function<int()>& body) {
+  return runInChild([&] {
+    // The ids outside map to root inside.
+    const std::string uid = "0 " + std::to_string(::getuid()) + " 1";
+    const std::string gid = "0 " + std::to_string(::getgid()) + " 1";
+    if (::unshare(CLONE_NEWUSER | CLONE_NEWNET | CLONE_NEWUTS) != 0 ||
+        !writeProcSelf("uid_map", uid) || !writeProcSelf("setgroups", "deny") ||
+        !writeProcSelf("gid_map", gid)) {
+      std::fprintf(stderr, "no user, network and UTS namespaces: %s\n", std::strerror(errno));
+      return kNoNamespaces;
+    }
+    for (const std::vector<std::string>& command : setup) {
+      const RunResult r = run(command);
+      if (r.status != 0) {
+        std::fprintf(stderr, "%s failed: %s", command.front().c_str(), r.err.c_str());
+        return kNoNamespaces;
+      }
+    }
+    return body();
+  });
+}
+
+std::vector<std::vector<std::string>> vethCommands(const std::string& name,
+                                                   const std::string& address) {
+  return {
+      {"ip", "link", "add", name, "address", address, "type", "veth", "peer", "name", name + "p"},
+      {"ip", "addr", "add", "10.0.0.1/32", "dev", name}};
 }
 
 void writeFile(const std::string& path, const std::string& content) {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,23 @@ RunResult run(const std::vector<std::string>& argv, const std::string& input = "
 
 // Runs a shell command line the same way.
 RunResult runShell(const std::string& script, const std::string& input = "");
+
+// Runs body in a forked child, whose standard output and error are captured as run()'s are;
+// body's result is the child's exit status.
+RunResult runInChild(const std::function<int()>& body);
+
+// runInChild, with the child in user, network and UTS namespaces of its own (root in them),
+// where each setup command (an argv, run by run()) has run first. Status kNoNamespaces, with
+// the reason on standard error, when the machine can't give the namespaces or a setup fails.
+constexpr int kNoNamespaces = 125;
+RunResult runInNamespaces(const std::vector<std::vector<std::string>>& setup,
+                          const std::function<int()>& body);
+
+// The ip(8) commands that add a veth pair whose near end `name` gets `address` and the pair's
+// only IPv4 address, so that only `name` is listed; its peer registers first, which puts
+// `name` behind every earlier interface.
+std::vector<std::vector<std::string>> vethCommands(const std::string& name,
+                                                   const std::string& address);
 
 void writeFile(const std::string& path, const std::string& content);
 std::string readFile(const std::string& path);

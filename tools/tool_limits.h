@@ -1,0 +1,20 @@
+// The generalutils tool's sizes and limits, shared with its tests so that they cross the same
+// boundaries the tool has.
+#ifndef GENERALUTILS_TOOLS_TOOL_LIMITS_H
+#define GENERALUTILS_TOOLS_TOOL_LIMITS_H
+
+#include <cstddef>
+
+namespace gutool {
+
+// Standard input and files are read in blocks of this size, whatever their length.
+constexpr std::size_t kReadBlock = std::size_t{64} * 1024;
+// readline's buffer size N, terminating NUL included: the default and the largest allowed.
+constexpr int kReadlineDefault = 4096;
+constexpr int kReadlineMost = 1048576;
+// strhash's text: the most a 16-bit length covers.
+constexpr std::size_t kStrhashMost = 65535;
+
+}  // namespace gutool
+
+#endif  // GENERALUTILS_TOOLS_TOOL_LIMITS_H
