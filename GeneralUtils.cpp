@@ -32,6 +32,42 @@ using namespace std;
 const char SEPERATOR = '/';
 const uint32_t POLY = 0x82f63b78;
 
+// Read sizes, one per purpose. Whole files go in large blocks, which keep the number of system
+// calls low while two of them stay well under a megabyte; a CID is one short line; a pipe holds
+// 64 KiB, so a larger read would never fill.
+const size_t kFileBlock = size_t{128} * 1024;
+const size_t kLineBlock = 4096;
+const size_t kPipeBlock = size_t{64} * 1024;
+
+namespace {
+
+// Owns a descriptor and closes it on every path out of its scope; a negative one is no
+// descriptor. close() is never retried: on Linux the descriptor is gone even when it reports
+// EINTR.
+class FdGuard {
+ public:
+  explicit FdGuard(int fd = -1) : fd_(fd) {}
+  ~FdGuard() { reset(-1); }
+  FdGuard(const FdGuard&) = delete;
+  FdGuard& operator=(const FdGuard&) = delete;
+  int get() const { return fd_; }
+  void reset(int fd) {
+    if (fd_ >= 0) ::close(fd_);
+    fd_ = fd;
+  }
+  // Hands the descriptor over without closing it.
+  int release() {
+    const int fd = fd_;
+    fd_ = -1;
+    return fd;
+  }
+
+ private:
+  int fd_;
+};
+
+}  // namespace
+
 // ---------------------------------------------------------------------------
 // Formatting and narrowing
 // ---------------------------------------------------------------------------
@@ -179,15 +215,19 @@ string EncodeURL(const string& value) {
 // ---------------------------------------------------------------------------
 // Call-chain analysis
 // ---------------------------------------------------------------------------
-UINT GetFirstFunctionNameAndCount(const string& sChainCall, string& sFirstFunctionName) {
+namespace {
+
+// The chain's text with blanks dropped, except one behind a comma that had any, and with a
+// blank between two touching '>'.
+string normaliseChain(const string& chain) {
   // A character gains at most one blank in front, so twice the length is room enough: one
   // allocation, and the walk writes through a pointer instead of growing the string.
-  string s(2 * sChainCall.size(), '\0');
+  string s(2 * chain.size(), '\0');
   char* out = &s[0];
-  // "previous" is always the previous character of sChainCall, kept or dropped; the NUL
-  // before the first one matches neither ',' nor '>'.
+  // "previous" is always the previous character of the chain, kept or dropped; the NUL before
+  // the first one matches neither ',' nor '>'.
   char previous = '\0';
-  for (const char c : sChainCall) {
+  for (const char c : chain) {
     if (c == ' ') {
       if (previous == ',') *out++ = ' ';
     } else {
@@ -197,35 +237,46 @@ UINT GetFirstFunctionNameAndCount(const string& sChainCall, string& sFirstFuncti
     previous = c;
   }
   s.resize(static_cast<size_t>(out - s.data()));
+  return s;
+}
 
-  // The engine's invoke macros call through a wrapper whose text hides the real function.
+// The engine's invoke macros call through a wrapper whose text hides the real function.
+bool isInvokeWrapper(const string& s) {
   // Both spellings hold "__funcTemplate<", whose rare first byte makes a cheap first test.
-  if (s.find("__funcTemplate<") != string::npos &&
-      (s.find("templates.__funcTemplate<decltype") != string::npos ||
-       s.find("__func.__funcTemplate<") != string::npos)) {
+  return s.find("__funcTemplate<") != string::npos &&
+         (s.find("templates.__funcTemplate<decltype") != string::npos ||
+          s.find("__func.__funcTemplate<") != string::npos);
+}
+
+// Where the name of the call whose '(' ends at `end` starts: behind the last '.' or "->"
+// before it, or behind the leading run of '(' (`openBracket` long), whichever comes last.
+size_t nameStart(const string& s, size_t openBracket, size_t end) {
+  size_t start = openBracket;
+  if (end == 0) return start;
+  const size_t dot = s.rfind('.', end - 1);
+  if (dot != string::npos) start = max(start, dot + 1);
+  const size_t arrow = s.rfind("->", end - 1);
+  if (arrow != string::npos) start = max(start, arrow + 2);
+  return start;
+}
+
+}  // namespace
+
+UINT GetFirstFunctionNameAndCount(const string& sChainCall, string& sFirstFunctionName) {
+  const string s = normaliseChain(sChainCall);
+  if (isInvokeWrapper(s)) {
     sFirstFunctionName = "__funcTemplate<";
     return 1;
   }
-
   size_t openBracket = s.find_first_not_of('(');
   if (openBracket == string::npos) openBracket = s.size();
-  // A miss gives npos + 1, which is 0: no call at all.
+  // Behind the first call's '('. A miss gives npos + 1, which is 0: no call at all.
   size_t ps = s.find('(', openBracket) + 1;
-
-  size_t byValue = 0;
-  size_t pointer = 0;
-  if (ps > 0) {
-    const size_t dot = s.rfind('.', ps - 1);
-    if (dot != string::npos) byValue = dot + 1;
-    const size_t arrow = s.rfind("->", ps - 1);
-    if (arrow != string::npos) pointer = arrow + 2;
-  }
-  const size_t start = max(openBracket, max(byValue, pointer));
+  const size_t start = nameStart(s, openBracket, ps);
   if (start > ps) {
     throw length_error("GetFirstFunctionNameAndCount: no function name in the chain text");
   }
   sFirstFunctionName.assign(s, start, ps - start);
-
   // The first search starts one past ps, so a hit right behind the first '(' is not seen.
   UINT cnt = 0;
   do {
@@ -371,17 +422,6 @@ string Create8CharacterHash(string text) {
 // ---------------------------------------------------------------------------
 namespace {
 
-class FdGuard {
- public:
-  explicit FdGuard(int fd) : fd_(fd) {}
-  ~FdGuard() { ::close(fd_); }
-  FdGuard(const FdGuard&) = delete;
-  FdGuard& operator=(const FdGuard&) = delete;
-
- private:
-  int fd_;
-};
-
 // The node-name records of one function. Each distinct node name gets a record that is
 // written once, before it is published, and then never changed or freed: a caller may read
 // a text it was given for as long as the process lives, while the host is renamed and other
@@ -457,19 +497,29 @@ unsigned short getMachineDetailsHash() { return textHash(getMachineDetails()); }
 
 namespace {
 
-// The walk over the kernel's list of IPv4 interfaces. The first two records whose flags and
-// hardware address can be read count; the walk ends behind the second unless `all` asks for
-// every record. Gives the sum of the two hashes, wrapping at 16 bits.
-unsigned short macWalk(vector<MacInterface>* all) {
-  unsigned short mac1 = 0;
-  unsigned short mac2 = 0;
-  bool foundMac1 = false;
-  bool mac2Found = false;
+// One record of the kernel's list as the walk sees it: its name, and its hardware address
+// when both its flags and the address can be read.
+MacInterface readInterface(int sock, struct ifreq& record) {
+  MacInterface seen = {
+      string(record.ifr_name, strnlen(record.ifr_name, IFNAMSIZ)), false, {}, 0, false};
+  // The flags are not looked at: loopback takes a place like any other interface.
+  seen.hasAddress =
+      ::ioctl(sock, SIOCGIFFLAGS, &record) >= 0 && ::ioctl(sock, SIOCGIFHWADDR, &record) >= 0;
+  if (seen.hasAddress) {
+    unsigned char* hw = reinterpret_cast<unsigned char*>(record.ifr_hwaddr.sa_data);
+    memcpy(seen.address, hw, sizeof(seen.address));
+    seen.hash = getStrHash<unsigned char>(hw, 6);
+  }
+  return seen;
+}
 
+// The walk over the kernel's list of IPv4 interfaces. The first two records with a hardware
+// address count; the walk ends behind the second unless `all` asks for every record. Gives the
+// sum of the two hashes, wrapping at 16 bits.
+unsigned short macWalk(vector<MacInterface>* all) {
   const int sock = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (sock < 0) return 0;
   FdGuard sockGuard(sock);  // closes on every return below; close() is never retried
-
   // 5120 bytes: room for 128 interface records, typed so that the records are aligned.
   struct ifreq ifconfbuf[128];
   static_assert(sizeof(ifconfbuf) == 5120, "ifreq is 40 bytes on this platform");
@@ -479,33 +529,19 @@ unsigned short macWalk(vector<MacInterface>* all) {
   conf.ifc_req = ifconfbuf;
   if (::ioctl(sock, SIOCGIFCONF, &conf) < 0) return 0;
 
+  unsigned short sum = 0;
+  int counted = 0;
   const size_t records = static_cast<size_t>(conf.ifc_len) / sizeof(struct ifreq);
-  for (size_t i = 0; i < records; ++i) {
-    struct ifreq* it = &ifconfbuf[i];
-    MacInterface seen = {
-        string(it->ifr_name, strnlen(it->ifr_name, IFNAMSIZ)), false, {}, 0, false};
-    // The flags are not looked at: loopback takes a place like any other interface.
-    seen.hasAddress = ::ioctl(sock, SIOCGIFFLAGS, it) >= 0 && ::ioctl(sock, SIOCGIFHWADDR, it) >= 0;
-    bool second = false;
-    if (seen.hasAddress) {
-      unsigned char* hw = reinterpret_cast<unsigned char*>(it->ifr_hwaddr.sa_data);
-      memcpy(seen.address, hw, sizeof(seen.address));
-      seen.hash = getStrHash<unsigned char>(hw, 6);
-      if (!foundMac1) {
-        mac1 = seen.hash;
-        foundMac1 = seen.counted = true;
-      } else if (!mac2Found) {
-        mac2 = seen.hash;
-        mac2Found = second = seen.counted = true;
-      }
+  for (size_t i = 0; i < records && (all != nullptr || counted < 2); ++i) {
+    MacInterface seen = readInterface(sock, ifconfbuf[i]);
+    if (seen.hasAddress && counted < 2) {
+      sum = static_cast<unsigned short>(sum + seen.hash);
+      seen.counted = true;
+      ++counted;
     }
-    if (all != nullptr) {
-      all->push_back(seen);
-    } else if (second) {
-      break;
-    }
+    if (all != nullptr) all->push_back(seen);
   }
-  return static_cast<unsigned short>(mac1 + mac2);
+  return sum;
 }
 
 }  // namespace
@@ -609,24 +645,18 @@ int writeAll(int fd, const char* buf, size_t n) {
   return 0;
 }
 
-// Opens path for reading as a regular file: 0 and fd, or the reason. O_NONBLOCK keeps open()
-// from waiting for a FIFO's writer; the type is then read off the open descriptor, so nothing
-// can swap the file in between, and the flag is cleared again for the file that passes.
-int openRegular(const string& path, int& fd) {
+// Opens path for reading as a regular file: 0, fd and its status, or the reason. O_NONBLOCK
+// keeps open() from waiting for a FIFO's writer; the type is then read off the open
+// descriptor, so nothing can swap the file in between, and the flag is cleared again for the
+// file that passes.
+int openRegular(const string& path, FdGuard& fd, struct stat& st) {
   if (hasNul(path)) return ENOENT;  // a name with a NUL in it names no file
-  const int opened = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (opened < 0) return errno;
-  struct stat st;
-  int reason = ::fstat(opened, &st) != 0 ? errno : 0;
-  if (reason == 0 && S_ISDIR(st.st_mode)) reason = EISDIR;
-  if (reason == 0 && !S_ISREG(st.st_mode)) reason = kNotRegularFile;
-  if (reason == 0 && ::fcntl(opened, F_SETFL, O_RDONLY) != 0) reason = errno;
-  if (reason != 0) {
-    ::close(opened);
-    return reason;
-  }
-  fd = opened;
-  return 0;
+  fd.reset(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (fd.get() < 0) return errno;
+  if (::fstat(fd.get(), &st) != 0) return errno;
+  if (S_ISDIR(st.st_mode)) return EISDIR;
+  if (!S_ISREG(st.st_mode)) return kNotRegularFile;
+  return ::fcntl(fd.get(), F_SETFL, O_RDONLY) != 0 ? errno : 0;
 }
 
 }  // namespace
@@ -639,14 +669,14 @@ string getCidFilePath() {
 int cidFromFileReport(string installDir, string& cid, string& sDidPath) {
   sDidPath = installDir.empty() ? getCidFilePath() : installDir + "/" + ".did";
   cid.clear();
-  int fd = -1;
-  const int reason = openRegular(sDidPath, fd);
+  FdGuard fd;
+  struct stat st = {};
+  const int reason = openRegular(sDidPath, fd, st);
   if (reason != 0) return reason;
-  FdGuard fdGuard(fd);
   string line;
-  char block[4096];
+  char block[kLineBlock];
   for (;;) {
-    const ssize_t n = readSome(fd, block, sizeof(block));
+    const ssize_t n = readSome(fd.get(), block, sizeof(block));
     if (n < 0) return errno;
     if (n == 0) break;
     const char* end = static_cast<const char*>(memchr(block, '\n', static_cast<size_t>(n)));
@@ -708,15 +738,115 @@ string GetTempFolder() { return "/var/tmp"; }
 // ---------------------------------------------------------------------------
 namespace {
 
-// Large blocks keep the number of system calls low; two of them stay well under a megabyte.
-const size_t kFileBlock = size_t{128} * 1024;
-
 // The size of an open file, as its end's position: 0 and size, or the reason.
 int endPosition(int fd, off_t& size) {
   const off_t end = ::lseek(fd, 0, SEEK_END);
   if (end < 0) return errno;
   size = end;
   return 0;
+}
+
+// Opens path as a regular file, measured and back at its start: 0, fd and size, or the reason.
+int openMeasured(const string& path, FdGuard& fd, off_t& size) {
+  struct stat st = {};
+  int reason = openRegular(path, fd, st);
+  if (reason == 0) reason = endPosition(fd.get(), size);
+  if (reason == 0 && ::lseek(fd.get(), 0, SEEK_SET) != 0) reason = errno;
+  return reason;
+}
+
+// Reads up to `want` bytes of each file into its block, and tells whether each delivered
+// exactly `expect`: 0 and `exact`, or the errno of a failed read with `failed` the index of
+// its file. The second file is not read once the first falls short.
+int readEach(const FdGuard (&fds)[2], char* const (&blocks)[2], size_t want, size_t expect,
+             bool& exact, int& failed) {
+  exact = false;
+  for (failed = 0; failed < 2; ++failed) {
+    const ssize_t got = readFull(fds[failed].get(), blocks[failed], want);
+    if (got < 0) return errno;
+    if (static_cast<size_t>(got) != expect) return 0;
+  }
+  exact = true;
+  return 0;
+}
+
+// Whether two open files of `size` bytes each deliver exactly that many, and the same ones. A
+// file cut short meanwhile delivers a short block; one that grew has bytes past its size.
+int sameContents(const FdGuard (&fds)[2], off_t size, bool& same, int& failed) {
+  for (const FdGuard& fd : fds) ::posix_fadvise(fd.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+  unique_ptr<char[]> buffer(new char[2 * kFileBlock]);
+  char* const blocks[2] = {buffer.get(), buffer.get() + kFileBlock};
+  bool exact = false;
+  for (off_t left = size; left > 0; left -= static_cast<off_t>(kFileBlock)) {
+    const size_t want = static_cast<size_t>(min<off_t>(left, kFileBlock));
+    const int reason = readEach(fds, blocks, want, want, exact, failed);
+    if (reason != 0 || !exact || memcmp(blocks[0], blocks[1], want) != 0) return reason;
+  }
+  // Asked for one byte more, each must give none.
+  const int reason = readEach(fds, blocks, 1, 0, exact, failed);
+  same = reason == 0 && exact;
+  return reason;
+}
+
+// A copy's outcome: 0, or the reason and whether it concerns the destination or the source.
+struct CopyOutcome {
+  int reason;
+  bool atDestination;
+};
+const CopyOutcome kCopied = {0, false};
+CopyOutcome sourceFailed(int reason) { return {reason, false}; }
+CopyOutcome destinationFailed(int reason) { return {reason, true}; }
+
+// Opens a copy's destination, emptied and ready for writing, given the source's status: 0 and
+// fd, or the reason.
+int openDestination(const string& path, const struct stat& from, FdGuard& fd) {
+  if (hasNul(path)) return ENOENT;
+  // No O_TRUNC: the destination is emptied only once it is known not to be the source.
+  // O_NONBLOCK makes a FIFO with no reader fail at once instead of waiting for one.
+  fd.reset(::open(path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666));
+  if (fd.get() < 0) return errno;
+  struct stat to = {};
+  if (::fstat(fd.get(), &to) != 0) return errno;
+  if (from.st_dev == to.st_dev && from.st_ino == to.st_ino) return kSameFile;
+  // A character device such as /dev/null is written to as it is; a FIFO with a reader, a
+  // socket or a block device is left alone.
+  if (!S_ISREG(to.st_mode) && !S_ISCHR(to.st_mode)) return kNotRegularFile;
+  if (S_ISREG(to.st_mode) && ::ftruncate(fd.get(), 0) != 0) return errno;
+  return ::fcntl(fd.get(), F_SETFL, O_WRONLY) != 0 ? errno : 0;
+}
+
+// Writes the `got` bytes already in `block`, then the rest of `in`, block by block, to `out`.
+CopyOutcome pump(int in, int out, char* block, size_t got) {
+  for (;;) {
+    const int reason = writeAll(out, block, got);
+    if (reason != 0) return destinationFailed(reason);
+    if (got < kFileBlock) return kCopied;  // readFull() falls short only at the end
+    const ssize_t n = readFull(in, block, kFileBlock);
+    if (n < 0) return sourceFailed(errno);
+    got = static_cast<size_t>(n);
+  }
+}
+
+CopyOutcome copyFile(const string& srce_file, const string& dest_file) {
+  FdGuard in;
+  struct stat from = {};
+  int reason = openRegular(srce_file, in, from);
+  if (reason != 0) return sourceFailed(reason);
+  // The first block is read before the destination is touched, so a source that cannot be
+  // read at all (/proc/self/mem, an I/O error) leaves the destination as it was.
+  unique_ptr<char[]> block(new char[kFileBlock]);
+  const ssize_t first = readFull(in.get(), block.get(), kFileBlock);
+  if (first < 0) return sourceFailed(errno);
+  FdGuard out;
+  reason = openDestination(dest_file, from, out);
+  if (reason != 0) return destinationFailed(reason);
+  CopyOutcome outcome = pump(in.get(), out.get(), block.get(), static_cast<size_t>(first));
+  // A delayed write error (a full disk on some file systems) can first show in close(). The
+  // descriptor is gone whatever close() says, so it is never retried; EINTR loses nothing.
+  if (::close(out.release()) != 0 && outcome.reason == 0 && errno != EINTR) {
+    outcome = destinationFailed(errno);
+  }
+  return outcome;
 }
 
 }  // namespace
@@ -730,12 +860,9 @@ string fileErrorText(int reason) {
 }
 
 int fileSizeReport(const string& sFileName, streamoff& size) {
-  int fd = -1;
-  int reason = openRegular(sFileName, fd);
-  if (reason != 0) return reason;
-  FdGuard fdGuard(fd);
+  FdGuard fd;
   off_t end = 0;
-  reason = endPosition(fd, end);
+  const int reason = openMeasured(sFileName, fd, end);
   if (reason == 0) size = end;
   return reason;
 }
@@ -750,55 +877,18 @@ streampos FileSize(const string& sFileName) {
 
 int compareFilesReport(const string& file1, const string& file2, bool& same, string& sFailedFile) {
   same = false;
-  int fd1 = -1;
-  int fd2 = -1;
-  int reason = openRegular(file1, fd1);
-  if (reason != 0) {
-    sFailedFile = file1;
-    return reason;
-  }
-  FdGuard fd1Guard(fd1);
-  reason = openRegular(file2, fd2);
-  if (reason != 0) {
-    sFailedFile = file2;
-    return reason;
-  }
-  FdGuard fd2Guard(fd2);
-  const int fds[2] = {fd1, fd2};
-  const string* names[2] = {&file1, &file2};
+  FdGuard fds[2];
   off_t sizes[2] = {0, 0};
-  for (int i = 0; i < 2; ++i) {
-    reason = endPosition(fds[i], sizes[i]);
-    if (reason == 0 && ::lseek(fds[i], 0, SEEK_SET) != 0) reason = errno;
-    if (reason != 0) {
-      sFailedFile = *names[i];
-      return reason;
-    }
+  int failed = 0;  // the index of the file a failure concerns
+  int reason = openMeasured(file1, fds[0], sizes[0]);
+  if (reason == 0) {
+    failed = 1;
+    reason = openMeasured(file2, fds[1], sizes[1]);
   }
-  if (sizes[0] != sizes[1]) return 0;
-  for (const int fd : fds) ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-
-  unique_ptr<char[]> blocks(new char[2 * kFileBlock]);
-  char* const block[2] = {blocks.get(), blocks.get() + kFileBlock};
-  // Each file must deliver exactly its size: a short block means it was cut meanwhile, and
-  // the one-byte read at the end, which must find nothing, catches one that grew.
-  for (off_t left = sizes[0];;) {
-    const size_t want = left > 0 ? static_cast<size_t>(min<off_t>(left, kFileBlock)) : 1;
-    const size_t expect = left > 0 ? want : 0;
-    for (int i = 0; i < 2; ++i) {
-      const ssize_t got = readFull(fds[i], block[i], want);
-      if (got < 0) {
-        sFailedFile = *names[i];
-        return errno;
-      }
-      if (static_cast<size_t>(got) != expect) return 0;
-    }
-    if (left == 0) break;
-    if (memcmp(block[0], block[1], want) != 0) return 0;
-    left -= static_cast<off_t>(want);
-  }
-  same = true;
-  return 0;
+  // Files of different sizes differ, and no content is read.
+  if (reason == 0 && sizes[0] == sizes[1]) reason = sameContents(fds, sizes[0], same, failed);
+  if (reason != 0) sFailedFile = failed == 0 ? file1 : file2;
+  return reason;
 }
 
 bool CompareFiles(const string& file1, const string& file2) {
@@ -809,50 +899,9 @@ bool CompareFiles(const string& file1, const string& file2) {
 }
 
 int copyFileReport(const string& srce_file, const string& dest_file, string& sFailedFile) {
-  sFailedFile = srce_file;
-  int in = -1;
-  int reason = openRegular(srce_file, in);
-  if (reason != 0) return reason;
-  FdGuard inGuard(in);
-  // The first block is read before the destination is touched, so a source that cannot be
-  // read at all (/proc/self/mem, an I/O error) leaves the destination as it was.
-  unique_ptr<char[]> block(new char[kFileBlock]);
-  ssize_t got = readFull(in, block.get(), kFileBlock);
-  if (got < 0) return errno;
-
-  sFailedFile = dest_file;
-  if (hasNul(dest_file)) return ENOENT;
-  // No O_TRUNC: the destination is emptied only once it is known not to be the source.
-  // O_NONBLOCK makes a FIFO with no reader fail at once instead of waiting for one.
-  const int out =
-      ::open(dest_file.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
-  if (out < 0) return errno;
-  struct stat from;
-  struct stat to;
-  if (::fstat(in, &from) != 0 || ::fstat(out, &to) != 0) {
-    reason = errno;
-  } else if (from.st_dev == to.st_dev && from.st_ino == to.st_ino) {
-    reason = kSameFile;
-  } else if (S_ISREG(to.st_mode)) {
-    if (::ftruncate(out, 0) != 0) reason = errno;
-  } else if (!S_ISCHR(to.st_mode)) {
-    reason = kNotRegularFile;  // a FIFO with a reader, a socket or a block device
-  }
-  if (reason == 0 && ::fcntl(out, F_SETFL, O_WRONLY) != 0) reason = errno;
-  while (reason == 0 && got > 0) {
-    reason = writeAll(out, block.get(), static_cast<size_t>(got));
-    if (reason != 0 || static_cast<size_t>(got) < kFileBlock) break;
-    got = readFull(in, block.get(), kFileBlock);
-    if (got < 0) {
-      sFailedFile = srce_file;
-      reason = errno;
-    }
-  }
-  // A delayed write error (a full disk on some file systems) can first show in close(). The
-  // descriptor is gone whatever close() says, so it is never retried; EINTR loses nothing.
-  if (::close(out) != 0 && reason == 0 && errno != EINTR) reason = errno;
-  if (reason == 0) sFailedFile.clear();
-  return reason;
+  const CopyOutcome outcome = copyFile(srce_file, dest_file);
+  sFailedFile = outcome.reason == 0 ? "" : outcome.atDestination ? dest_file : srce_file;
+  return outcome.reason;
 }
 
 void copyFileWr(string srce_file, string dest_file) {
@@ -867,11 +916,60 @@ string GetLastErrorAsString() { return string(); }
 // ---------------------------------------------------------------------------
 namespace {
 
-// Appends what fgets() would have put in its buffer for this piece: the text up to the
-// first NUL, which is where a C string ends.
-void appendPiece(string& result, const char* piece, size_t len) {
-  result.append(piece, strnlen(piece, len));
-}
+// Cuts a command's output into the pieces fgets() with a 128-byte buffer gives: up to and
+// including a '\n', at most 127 bytes. Each piece is appended as a C string, so a NUL byte
+// ends its text.
+class PieceCutter {
+ public:
+  explicit PieceCutter(string& result) : result_(result) {}
+
+  // The next n bytes of output. A piece that ends inside them is appended from them; only one
+  // that spans two reads is gathered in piece_ first.
+  void feed(const char* p, size_t n) {
+    for (const char* const end = p + n; p < end;) {
+      size_t take = min(kPiece - held_, static_cast<size_t>(end - p));
+      const char* newline = static_cast<const char*>(memchr(p, '\n', take));
+      if (newline != nullptr) take = static_cast<size_t>(newline - p) + 1;
+      const bool complete = newline != nullptr || held_ + take == kPiece;
+      if (held_ == 0 && complete) {
+        append(p, take);
+      } else {
+        memcpy(piece_ + held_, p, take);
+        held_ += take;
+        if (complete) finish();
+      }
+      p += take;
+    }
+  }
+
+  // Appends the piece gathered so far: at the end of the output, the last one.
+  void finish() {
+    append(piece_, held_);
+    held_ = 0;
+  }
+
+ private:
+  static const size_t kPiece = 127;
+  void append(const char* piece, size_t len) { result_.append(piece, strnlen(piece, len)); }
+
+  string& result_;
+  char piece_[kPiece] = {};
+  size_t held_ = 0;
+};
+
+// Closes a popen() stream on every path out of its scope, an exception's too.
+class PipeGuard {
+ public:
+  explicit PipeGuard(FILE* pipe) : pipe_(pipe) {}
+  ~PipeGuard() {
+    if (pipe_ != nullptr) ::pclose(pipe_);
+  }
+  PipeGuard(const PipeGuard&) = delete;
+  PipeGuard& operator=(const PipeGuard&) = delete;
+
+ private:
+  FILE* pipe_;
+};
 
 }  // namespace
 
@@ -880,45 +978,17 @@ string execCommandAndSaveOutput(const char* cmd) {
   if (cmd == nullptr) return result;
   FILE* pipe = ::popen(cmd, "re");
   if (pipe == nullptr) return result;
+  PipeGuard pipeGuard(pipe);
   // The pipe is read on its descriptor, since stdio drops a partly read piece when a signal
-  // interrupts it. The pieces are cut exactly as fgets() with 128 bytes cuts them: up to and
-  // including a '\n', at most 127 bytes. A piece that ends inside a block is appended from
-  // the block; only one that spans two blocks is gathered in `buffer` first.
-  const size_t kPiece = 127;
-  char buffer[128];
-  size_t held = 0;
-  try {
-    vector<char> block(size_t{64} * 1024);
-    const int fd = fileno(pipe);
-    for (;;) {
-      const ssize_t n = readSome(fd, block.data(), block.size());
-      if (n <= 0) break;  // the end of the output, or a read error, which ends it too
-      const char* p = block.data();
-      const char* const end = p + n;
-      while (p < end) {
-        size_t take = min(kPiece - held, static_cast<size_t>(end - p));
-        const char* newline = static_cast<const char*>(memchr(p, '\n', take));
-        if (newline != nullptr) take = static_cast<size_t>(newline - p) + 1;
-        const bool complete = newline != nullptr || held + take == kPiece;
-        if (held == 0 && complete) {
-          appendPiece(result, p, take);
-        } else {
-          memcpy(buffer + held, p, take);
-          held += take;
-          if (complete) {
-            appendPiece(result, buffer, held);
-            held = 0;
-          }
-        }
-        p += take;
-      }
-    }
-    if (held > 0) appendPiece(result, buffer, held);
-  } catch (...) {
-    ::pclose(pipe);
-    throw;
+  // interrupts it.
+  PieceCutter cutter(result);
+  vector<char> block(kPipeBlock);
+  for (;;) {
+    const ssize_t n = readSome(fileno(pipe), block.data(), block.size());
+    if (n <= 0) break;  // the end of the output, or a read error, which ends it too
+    cutter.feed(block.data(), static_cast<size_t>(n));
   }
-  ::pclose(pipe);
+  cutter.finish();
   return result;
 }
 
