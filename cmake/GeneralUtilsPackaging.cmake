@@ -21,31 +21,6 @@ endforeach()
 set(generalutils_runtime_pkg libgeneralutils${PROJECT_VERSION_MAJOR})
 set(generalutils_maintainer "GeneralUtils developers <generalutils@example.org>")
 
-# A date as Debian's changelog writes it: "Mon, 23 Nov 2026 00:00:00 +0000". The day of the
-# week comes from the days since 1970-01-01, a Thursday.
-function(generalutils_debian_date out year month day)
-  set(y ${year})
-  set(m ${month})
-  if(m LESS_EQUAL 2)
-    math(EXPR y "${y} - 1")
-    math(EXPR m "${m} + 9")
-  else()
-    math(EXPR m "${m} - 3")
-  endif()
-  math(EXPR days "${y} * 365 + ${y} / 4 - ${y} / 100 + ${y} / 400
-    + (153 * ${m} + 2) / 5 + ${day} - 1 - 719468")
-  math(EXPR weekday "(${days} + 4) % 7")
-  math(EXPR month_index "${month} - 1")
-  set(weekdays Sun Mon Tue Wed Thu Fri Sat)
-  set(months Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec)
-  list(GET weekdays ${weekday} weekday)
-  list(GET months ${month_index} month_name)
-  if(day LESS 10)
-    set(day 0${day})
-  endif()
-  set(${out} "${weekday}, ${day} ${month_name} ${year} 00:00:00 +0000" PARENT_SCOPE)
-endfunction()
-
 # The latest release in CHANGELOG.md is the one being packaged, and its date dates the Debian
 # changelog, so the two must agree with project(VERSION).
 file(STRINGS ${PROJECT_SOURCE_DIR}/CHANGELOG.md generalutils_release REGEX "^## \\[[0-9]")
@@ -54,10 +29,13 @@ if(NOT generalutils_release MATCHES "^## \\[([^]]+)\\] - ([0-9]+)-([0-9]+)-([0-9
   message(FATAL_ERROR "CHANGELOG.md: no '## [x.y.z] - yyyy-mm-dd' release heading")
 endif()
 set(generalutils_release_version ${CMAKE_MATCH_1})
-math(EXPR generalutils_month "${CMAKE_MATCH_3}")
-math(EXPR generalutils_day "${CMAKE_MATCH_4}")
-generalutils_debian_date(generalutils_release_date ${CMAKE_MATCH_2} ${generalutils_month}
-  ${generalutils_day})
+# The date as Debian's changelog writes it: "Mon, 23 Nov 2026 00:00:00 +0000".
+execute_process(COMMAND date -u -R -d "${CMAKE_MATCH_2}-${CMAKE_MATCH_3}-${CMAKE_MATCH_4}"
+  OUTPUT_VARIABLE generalutils_release_date OUTPUT_STRIP_TRAILING_WHITESPACE
+  RESULT_VARIABLE generalutils_date_rc)
+if(NOT generalutils_date_rc EQUAL 0)
+  message(FATAL_ERROR "date -R -d could not read CHANGELOG.md's release date")
+endif()
 if(NOT generalutils_release_version STREQUAL PROJECT_VERSION)
   message(FATAL_ERROR "CHANGELOG.md's latest release is ${generalutils_release_version}, the "
     "project is ${PROJECT_VERSION}: add the release to CHANGELOG.md before packaging it.")
