@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +17,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <sstream>
@@ -609,20 +611,22 @@ bool hasNul(const string& path) { return path.find('\0') != string::npos; }
 // The descriptor helpers below serve the CID file, the file contents and the command
 // capture alike. Each read or write resumes after a signal with what it already has.
 
-// One read(), resumed when a signal interrupts it before any byte arrives.
-ssize_t readSome(int fd, char* buf, size_t n) {
+// One read(), or pread() at `at` when that is not negative, resumed when a signal interrupts
+// it before any byte arrives.
+ssize_t readSome(int fd, char* buf, size_t n, off_t at = -1) {
   ssize_t got;
-  do got = ::read(fd, buf, n);
+  do got = at < 0 ? ::read(fd, buf, n) : ::pread(fd, buf, n, at);
   while (got < 0 && errno == EINTR);
   return got;
 }
 
-// read() until n bytes or the end of the file: the count (short only at the end), or -1
+// readSome() until n bytes or the end of the file: the count (short only at the end), or -1
 // with errno set.
-ssize_t readFull(int fd, char* buf, size_t n) {
+ssize_t readFull(int fd, char* buf, size_t n, off_t at = -1) {
   size_t done = 0;
   while (done < n) {
-    const ssize_t got = readSome(fd, buf + done, n - done);
+    const off_t from = at < 0 ? at : at + static_cast<off_t>(done);
+    const ssize_t got = readSome(fd, buf + done, n - done, from);
     if (got < 0) return -1;
     if (got == 0) break;
     done += static_cast<size_t>(got);
@@ -630,10 +634,11 @@ ssize_t readFull(int fd, char* buf, size_t n) {
   return static_cast<ssize_t>(done);
 }
 
-// write() until all n bytes are out: 0, or the errno of the failure.
-int writeAll(int fd, const char* buf, size_t n) {
+// write(), or pwrite() from `at` when that is not negative, until all n bytes are out: 0, or
+// the errno of the failure.
+int writeAll(int fd, const char* buf, size_t n, off_t at = -1) {
   while (n > 0) {
-    const ssize_t put = ::write(fd, buf, n);
+    const ssize_t put = at < 0 ? ::write(fd, buf, n) : ::pwrite(fd, buf, n, at);
     if (put < 0) {
       if (errno == EINTR) continue;
       return errno;
@@ -641,6 +646,7 @@ int writeAll(int fd, const char* buf, size_t n) {
     if (put == 0) return EIO;
     buf += put;
     n -= static_cast<size_t>(put);
+    if (at >= 0) at += put;
   }
   return 0;
 }
@@ -798,20 +804,23 @@ CopyOutcome sourceFailed(int reason) { return {reason, false}; }
 CopyOutcome destinationFailed(int reason) { return {reason, true}; }
 
 // Opens a copy's destination, emptied and ready for writing, given the source's status: 0 and
-// fd, or the reason.
-int openDestination(const string& path, const struct stat& from, FdGuard& fd) {
+// fd, or the reason. A destination the copy creates gets the source's permission bits less the
+// umask, never set-user-ID, set-group-ID or sticky; an existing one keeps its own.
+int openDestination(const string& path, const struct stat& from, FdGuard& fd, bool& regular) {
   if (hasNul(path)) return ENOENT;
   // No O_TRUNC: the destination is emptied only once it is known not to be the source.
   // O_NONBLOCK makes a FIFO with no reader fail at once instead of waiting for one.
-  fd.reset(::open(path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666));
+  const int flags = O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  fd.reset(::open(path.c_str(), flags, from.st_mode & 0777));
   if (fd.get() < 0) return errno;
   struct stat to = {};
   if (::fstat(fd.get(), &to) != 0) return errno;
   if (from.st_dev == to.st_dev && from.st_ino == to.st_ino) return kSameFile;
   // A character device such as /dev/null is written to as it is; a FIFO with a reader, a
   // socket or a block device is left alone.
-  if (!S_ISREG(to.st_mode) && !S_ISCHR(to.st_mode)) return kNotRegularFile;
-  if (S_ISREG(to.st_mode) && ::ftruncate(fd.get(), 0) != 0) return errno;
+  regular = S_ISREG(to.st_mode);
+  if (!regular && !S_ISCHR(to.st_mode)) return kNotRegularFile;
+  if (regular && ::ftruncate(fd.get(), 0) != 0) return errno;
   return ::fcntl(fd.get(), F_SETFL, O_WRONLY) != 0 ? errno : 0;
 }
 
@@ -827,6 +836,44 @@ CopyOutcome pump(int in, int out, char* block, size_t got) {
   }
 }
 
+// The next stretch of data at or behind `at`: false when only a hole is left. Where the file
+// system can't tell, the rest of the file is one stretch.
+bool nextData(int fd, off_t at, off_t& start, off_t& end) {
+  start = ::lseek(fd, at, SEEK_DATA);
+  if (start < 0 && errno == ENXIO) return false;
+  if (start < 0) start = at;
+  end = ::lseek(fd, start, SEEK_HOLE);
+  if (end < 0) end = numeric_limits<off_t>::max();
+  return true;
+}
+
+CopyOutcome setSize(int out, off_t size) {
+  return ::ftruncate(out, size) != 0 ? destinationFailed(errno) : kCopied;
+}
+
+// Copies `in` into the empty regular file `out` stretch by stretch, each to its own offset, so
+// that the holes between stay holes. The size comes last, which keeps a hole at the end.
+CopyOutcome copyStretches(int in, int out, char* block) {
+  off_t at = 0;
+  off_t end = 0;
+  while (nextData(in, at, at, end)) {
+    while (at < end) {
+      const size_t want = static_cast<size_t>(min<off_t>(end - at, kFileBlock));
+      const ssize_t got = readFull(in, block, want, at);
+      if (got < 0) return sourceFailed(errno);
+      const int reason = writeAll(out, block, static_cast<size_t>(got), at);
+      if (reason != 0) return destinationFailed(reason);
+      at += got;
+      // The file ends early (cut meanwhile, or a size that was a placeholder): the copy ends
+      // where the data did.
+      if (static_cast<size_t>(got) < want) return kCopied;
+    }
+  }
+  struct stat st = {};
+  if (::fstat(in, &st) != 0) return sourceFailed(errno);
+  return setSize(out, max(at, st.st_size));
+}
+
 CopyOutcome copyFile(const string& srce_file, const string& dest_file) {
   FdGuard in;
   struct stat from = {};
@@ -838,9 +885,14 @@ CopyOutcome copyFile(const string& srce_file, const string& dest_file) {
   const ssize_t first = readFull(in.get(), block.get(), kFileBlock);
   if (first < 0) return sourceFailed(errno);
   FdGuard out;
-  reason = openDestination(dest_file, from, out);
+  bool regular = false;
+  reason = openDestination(dest_file, from, out, regular);
   if (reason != 0) return destinationFailed(reason);
-  CopyOutcome outcome = pump(in.get(), out.get(), block.get(), static_cast<size_t>(first));
+  // Only a file with fewer blocks than its size has holes to keep. Files that claim no size
+  // but deliver bytes (/proc/sys) go through the plain loop, which reads what they give.
+  const bool holes = regular && from.st_blocks * 512 < from.st_size;
+  CopyOutcome outcome = holes ? copyStretches(in.get(), out.get(), block.get())
+                              : pump(in.get(), out.get(), block.get(), static_cast<size_t>(first));
   // A delayed write error (a full disk on some file systems) can first show in close(). The
   // descriptor is gone whatever close() says, so it is never retried; EINTR loses nothing.
   if (::close(out.release()) != 0 && outcome.reason == 0 && errno != EINTR) {
@@ -966,6 +1018,12 @@ class PipeGuard {
   }
   PipeGuard(const PipeGuard&) = delete;
   PipeGuard& operator=(const PipeGuard&) = delete;
+  // Closes the stream now and waits for the command: its wait status, or -1 with errno set.
+  int close() {
+    FILE* pipe = pipe_;
+    pipe_ = nullptr;
+    return ::pclose(pipe);
+  }
 
  private:
   FILE* pipe_;
@@ -973,15 +1031,17 @@ class PipeGuard {
 
 }  // namespace
 
-string execCommandAndSaveOutput(const char* cmd) {
-  string result;
-  if (cmd == nullptr) return result;
+int execCommandReport(const char* cmd, string& output, int& status) {
+  output.clear();
+  if (cmd == nullptr) return EINVAL;
+  errno = 0;
   FILE* pipe = ::popen(cmd, "re");
-  if (pipe == nullptr) return result;
+  // popen() leaves errno alone when only its own allocation fails.
+  if (pipe == nullptr) return errno != 0 ? errno : ENOMEM;
   PipeGuard pipeGuard(pipe);
   // The pipe is read on its descriptor, since stdio drops a partly read piece when a signal
   // interrupts it.
-  PieceCutter cutter(result);
+  PieceCutter cutter(output);
   vector<char> block(kPipeBlock);
   for (;;) {
     const ssize_t n = readSome(fileno(pipe), block.data(), block.size());
@@ -989,7 +1049,18 @@ string execCommandAndSaveOutput(const char* cmd) {
     cutter.feed(block.data(), static_cast<size_t>(n));
   }
   cutter.finish();
-  return result;
+  const int waited = pipeGuard.close();
+  if (waited < 0) return errno;
+  // As the shell gives it: the exit status, or 128 + the number of the signal that killed it.
+  status = WIFEXITED(waited) ? WEXITSTATUS(waited) : 128 + WTERMSIG(waited);
+  return 0;
+}
+
+string execCommandAndSaveOutput(const char* cmd) {
+  string output;
+  int status = 0;
+  execCommandReport(cmd, output, status);
+  return output;
 }
 
 void clean_stdin() {

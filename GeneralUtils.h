@@ -268,7 +268,9 @@ GENERALUTILS_API int compareFilesReport(const string& file1, const string& file2
 // when srce_file cannot be opened or read at all, and when both name the same file. An
 // existing character device (/dev/null) is written to as it is; a destination that is a
 // directory, FIFO, socket or block device is left alone. A failure half-way (disk full)
-// leaves dest_file with what was written.
+// leaves dest_file with what was written. A dest_file the copy creates gets srce_file's
+// permission bits less the umask, never set-user-ID, set-group-ID or sticky; an existing one
+// keeps its mode. Holes in srce_file stay holes in a regular dest_file.
 GENERALUTILS_API void copyFileWr(string srce_file, string dest_file);
 // copyFileWr's decision: 0 exactly when dest_file now holds every byte srce_file delivered,
 // else the reason, with sFailedFile naming the file it concerns.
@@ -279,14 +281,19 @@ GENERALUTILS_API string GetLastErrorAsString();
 
 // ---------------------------------------------------------------------------
 // Commands and console
-// Blocking calls on the caller's thread; exit statuses and read errors are not reported.
+// Blocking calls on the caller's thread; read errors end the output and are not reported.
 // ---------------------------------------------------------------------------
 // Everything cmd prints on its standard output (run by "sh -c"), until end of output or a
 // read error; "" if cmd is null or cannot be started. The output is taken in pieces as
 // fgets(128) cuts them: a NUL byte drops the rest of the (at most 127-byte) piece it arrives
 // in. A signal never costs a byte, and the pipe is close-on-exec, so no other command
-// started meanwhile inherits it.
+// started meanwhile inherits it. The command's status is dropped; execCommandReport gives it.
 GENERALUTILS_API string execCommandAndSaveOutput(const char* cmd);
+// execCommandAndSaveOutput with what became of the command: 0, with output as that function
+// gives it and status as sh -c gives it (the exit status, or 128 + N when signal N killed the
+// command); or the errno of a failure, status untouched: EINVAL for a null cmd and the reason a
+// command could not be started, output "", or the reason its status could not be had.
+GENERALUTILS_API int execCommandReport(const char* cmd, string& output, int& status);
 // Reads and drops standard input up to and including the next '\n', or to end of input.
 GENERALUTILS_API void clean_stdin();
 // Reads one line of at most nMaxLenIncludingTerminatingNull - 1 bytes into input and drops

@@ -56,6 +56,8 @@ TEST_F(Files, SizeComparisonAndCopy) {
       {"nul", "fifo", ENXIO, true},          // no reader: fails at once, never waits for one
       {"nul", "readFifo", kNotRegularFile, true},  // a reader, who might never read
       {"/proc/self/mem", "out", EIO, false},  // opens, but its first byte cannot be read
+      {"/proc/sys/kernel/ostype", "out", 0, false},  // claims no size, delivers a line
+      {"/sys/devices/system/cpu/online", "out", 0, false},  // claims 4096 bytes, delivers a few
   };
   // clang-format on
   for (const auto& c : kCopies) {
@@ -74,6 +76,46 @@ TEST_F(Files, SizeComparisonAndCopy) {
   copyFileWr(path("nul"), path("out"));
   EXPECT_EQ(nul, gutest::readFile(path("out")));
   EXPECT_TRUE(std::filesystem::is_symlink(path("selfLink")));
+}
+
+TEST_F(Files, CopyKeepsModeAndHoles) {
+  const string source = path("source"), copy = path("copy");
+  gutest::writeFile(source, "#!/bin/sh\n");
+  const struct {
+    mode_t source, umask;
+    int existing;  // the destination's mode before the copy; -1: there is none
+    mode_t copy;
+  } kModes[] = {
+      {0755, 022, -1, 0755},   {0644, 077, -1, 0600},
+      {0444, 0, -1, 0444},     {07755, 0, -1, 0755},  // never set-user-ID, set-group-ID or sticky
+      {0755, 022, 0600, 0600},
+  };
+  for (const auto& c : kModes) {
+    SCOPED_TRACE(std::to_string(c.source) + " " + std::to_string(c.existing));
+    ::unlink(copy.c_str());
+    if (c.existing >= 0) gutest::writeFile(copy, "old"), ::chmod(copy.c_str(), c.existing);
+    ASSERT_EQ(0, ::chmod(source.c_str(), c.source));
+    const mode_t old = ::umask(c.umask);
+    string failed;
+    EXPECT_EQ(0, copyFileReport(source, copy, failed));
+    ::umask(old);
+    struct stat st = {};
+    ASSERT_EQ(0, ::stat(copy.c_str(), &st));
+    EXPECT_EQ(c.copy, st.st_mode & 07777);
+  }
+  // 100 MiB with data in three places, the last a little before a hole at the end.
+  const int fd = ::open(source.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+  const off_t size = 100 << 20, places[] = {0, 50 << 20, size - (1 << 20)};
+  for (const off_t at : places) ASSERT_EQ(5, ::pwrite(fd, "data.", 5, at));
+  ASSERT_EQ(0, ::ftruncate(fd, size) | ::close(fd));
+  struct stat from = {}, to = {};
+  ASSERT_EQ(0, ::stat(source.c_str(), &from));
+  if (from.st_blocks * 512 >= size) GTEST_SKIP() << dir_ << ": the file system keeps no holes";
+  copyFileWr(source, copy);
+  ASSERT_EQ(0, ::stat(copy.c_str(), &to));
+  EXPECT_EQ(size, to.st_size);
+  EXPECT_LE(to.st_blocks, from.st_blocks);
+  EXPECT_TRUE(CompareFiles(source, copy));
 }
 
 TEST_F(Files, OnlyRegularFilesThatDeliverTheirSize) {

@@ -24,15 +24,20 @@ TEST_F(Process, CaptureCutsAsFgetsAndNothingIsLostToSignals) {
   // What a loop of fgets() into 128 bytes gives, each piece appended as a C string: pieces end
   // behind a '\n' or at 127 bytes, and a NUL ends a piece's text. Standard error is not
   // captured, a failing command's output is kept, and a null command runs nothing.
-  const std::pair<const char*, string> kCases[] = {
-      {nullptr, ""},
-      {"echo err >&2", ""},
-      {"echo out; echo err >&2; exit 3", "out\n"},
-      {"printf 'a\\0b\\nc'; sleep 0.1; printf 'd\\0e'", "acd"},  // the last piece in two reads
-      {"printf '%0127d\\0%072d' 0 0", string(127, '0')},         // the NUL begins the second piece
-      {"head -c 300000 /dev/zero | tr '\\0' x", string(300000, 'x')},
+  const struct {
+    const char* cmd;
+    string output;
+    int status;  // as sh -c gives it; -1: execCommandReport fails with EINVAL
+  } kCases[] = {
+      {nullptr, "", -1},
+      {"echo err >&2", "", 0},
+      {"echo out; echo err >&2; exit 3", "out\n", 3},
+      {"printf x; kill -9 $$", "x", 128 + 9},
+      {"printf 'a\\0b\\nc'; sleep 0.1; printf 'd\\0e'", "acd", 0},  // the last piece in two reads
+      {"printf '%0127d\\0%072d' 0 0", string(127, '0'), 0},  // the NUL begins the second piece
+      {"head -c 300000 /dev/zero | tr '\\0' x", string(300000, 'x'), 0},
       {"i=0; while [ $i -lt 60 ]; do printf 0000000000; sleep 0.01; i=$((i+1)); done",
-       string(600, '0')},
+       string(600, '0'), 0},
   };
   // A handler without SA_RESTART, every 3 ms: each read() that waits on a slow command is
   // interrupted at least once, and so is each write() into the terminal below.
@@ -41,7 +46,17 @@ TEST_F(Process, CaptureCutsAsFgetsAndNothingIsLostToSignals) {
   ASSERT_EQ(0, ::sigaction(SIGALRM, &action, &old));
   const itimerval every3ms = {{0, 3000}, {0, 3000}}, off = {};
   ::setitimer(ITIMER_REAL, &every3ms, nullptr);
-  for (const auto& [cmd, expected] : kCases) EXPECT_EQ(expected, execCommandAndSaveOutput(cmd));
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.cmd != nullptr ? c.cmd : "null");
+    string output = "stale";
+    int status = -1;
+    EXPECT_EQ(c.status < 0 ? EINVAL : 0, GeneralUtils::execCommandReport(c.cmd, output, status));
+    EXPECT_EQ(c.output, output);
+    EXPECT_EQ(c.status, status);
+  }
+  // The plain form drops the status and gives the same output.
+  EXPECT_EQ("", execCommandAndSaveOutput(nullptr));
+  EXPECT_EQ("x", execCommandAndSaveOutput(kCases[3].cmd));
   // A copy into a terminal that a thread drains 4 KiB every 10 ms: a write() that starts on a
   // full terminal waits past the next signal and fails with EINTR, having written nothing.
   // The read() ends in EIO once no one holds the terminal's other end open.

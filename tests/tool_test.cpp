@@ -69,7 +69,11 @@ TEST_F(Tool, Contract) {
       {{T, "size", dir_}, "", "", "generalutils: size: '" + dir_ + "': Is a directory\n", 1},
       {{T, "cp", f9, copy}, "", "", "", 0},
       {{T, "cmp", f9, copy}, "", "", "", 0},
-      {{T, "cmp", f9, path(".did")}, "", "", "", 1},
+      {{T, "cmp", "-s", f9, path(".did")}, "", "", "", 1},
+      {{T, "cmp", "--quiet", f9, f9}, "", "", "", 0},
+      {{T, "cmp", "--silent", f9, path(".did")}, "", "", "", 1},
+      {{T, "cp", odd, e}, "", "", "", 0},  // into the directory, under the source's last name
+      {{T, "cmp", odd, e + "/a\nb\\c"}, "", "", "", 0},
       {{T, "cmp", f9, none}, "", "", "generalutils: cmp: '" + none + "': No such file or directory\n", 2},
       {{T, "cp", f9, "/dev/null"}, "", "", "", 0},
       {{T, "cp", fifo, copy}, "", "", "generalutils: cp: '" + fifo + "': Not a regular file\n", 1},
@@ -78,8 +82,9 @@ TEST_F(Tool, Contract) {
       {{T, "cid", dir_}, "", "CID-7\r\n", "", 0},
       {{T, "cid", none}, "", "", "generalutils: cid: '" + none + "/.did': No such file or directory\n", 1},
       {{T, "cid", e}, "", "", "generalutils: cid: '" + e + "/.did': First line is empty\n", 1},
-      {{T, "exec", "printf 'a\\tb\\0x\\r\\nc'; echo e >&2; exit 3"}, "", "a\tbc", "e\n", 0},
-      {{T, "exec", "--", "-x"}, "", "", ContainsRegex("-x: .*not found"), 0},
+      {{T, "exec", "printf 'a\\tb\\0x\\r\\nc'; echo e >&2; exit 3"}, "", "a\tbc", "e\n", 3},
+      {{T, "exec", "printf x; kill -9 $$"}, "", "x", "", 128 + 9},
+      {{T, "exec", "--", "-x"}, "", "", ContainsRegex("-x: .*not found"), 127},
       {{"sh", "-c", t + "readline; cat"}, "a\nb\nc\n", "a\nb\nc\n", "", 0},  // nothing read ahead
       {{"sh", "-c", t + "readline 5; cat"}, "abcd\nx\n", "abcd\n\nx\n", "", 0},  // N-1 bytes: LF stays
       {{T, "readline"}, "tail", "tail\n", "", 0},

@@ -20,6 +20,9 @@ namespace gutool {
 constexpr int kOk = 0;       // success, or the answer true
 constexpr int kFailed = 1;   // the answer false, or a failure said on standard error
 constexpr int kTrouble = 2;  // a command line that doesn't parse; for cmp, an unreadable file
+// exec passes its command's status on; this one is the tool's own, for a command it could not
+// run, out of the shell's range for a command's (126, 127).
+constexpr int kCouldNotRun = 125;
 
 struct Tool {
   CLI::App app{"String, hash, host, file and process helpers of GeneralUtils", "generalutils"};

@@ -1,5 +1,6 @@
 // Subcommands on paths and files: CRC-32C, path questions, size, comparison and copy.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -127,12 +128,15 @@ void addSize(Tool& t) {
 
 struct CmpArgs {
   std::string first, second;
+  bool silent = false;
 };
 
 void addCmp(Tool& t) {
   CLI::App* c = t.app.add_subcommand(
       "cmp", "No output; as cmp -s: 0 if A and B hold the same bytes, 1 if not, 2 on trouble");
   CmpArgs& a = t.keep<CmpArgs>();
+  // Scripts write cmp -s out of habit; the tool is silent anyway.
+  c->add_flag("-s,--quiet,--silent", a.silent, "accepted and ignored: there is no output anyway");
   c->add_option("A", a.first, "first file")->required();
   c->add_option("B", a.second, "second file")->required();
   t.action(c, [&a] {
@@ -149,17 +153,30 @@ struct CpArgs {
   std::string source, destination;
 };
 
+// Where cp SRC DST writes: DST, or, when DST is a directory, the file in it named as SRC's last
+// path component.
+std::string copyTarget(const std::string& source, const std::string& destination) {
+  struct stat st;
+  if (::stat(destination.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return destination;
+  const std::size_t slash = source.rfind('/');
+  return GeneralUtils::AppendFileName(
+      destination, slash == std::string::npos ? source : source.substr(slash + 1));
+}
+
 void addCp(Tool& t) {
-  CLI::App* c = t.app.add_subcommand("cp",
-                                     "Copy SRC over DST (a file or character device); 0 only if "
-                                     "DST then holds exactly SRC's bytes, else 1");
+  CLI::App* c = t.app.add_subcommand(
+      "cp",
+      "Copy SRC over DST (a file or character device) or into DST/ (a directory); 0 only if the "
+      "copy then holds exactly SRC's bytes, else 1");
   CpArgs& a = t.keep<CpArgs>();
   c->add_option("SRC", a.source, "regular file to copy")->required();
-  c->add_option("DST", a.destination, "file to create or replace, or a character device")
+  c->add_option("DST", a.destination,
+                "file to create or replace, a character device, or a directory to copy into")
       ->required();
   t.action(c, [&a] {
     std::string failed;
-    const int reason = GeneralUtils::copyFileReport(a.source, a.destination, failed);
+    const std::string target = copyTarget(a.source, a.destination);
+    const int reason = GeneralUtils::copyFileReport(a.source, target, failed);
     return reason == 0 ? kOk : fail("cp", failed, GeneralUtils::fileErrorText(reason));
   });
 }

@@ -20,6 +20,7 @@ _generalutils() {
     case $command in
       info) words="--json --help" ;;
       split) words="-0 --null --help --" ;;
+      cmp) words="-s --quiet --silent --help --" ;;
       *) words="--help --" ;;
     esac
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")

@@ -137,16 +137,23 @@ void addCid(Tool& t) {
 }
 
 void addProcess(Tool& t) {
-  CLI::App* c = t.app.add_subcommand("exec",
-                                     "sh -c CMD; its stdout as the library captures it (a NUL "
-                                     "drops the rest of its 127-byte piece); status 0, not CMD's");
+  CLI::App* c = t.app.add_subcommand(
+      "exec",
+      "sh -c CMD; its stdout as the library captures it (a NUL drops the rest of its 127-byte "
+      "piece); CMD's status (128+N if signal N killed it), " +
+          std::to_string(kCouldNotRun) + " if it could not run");
   std::string& command = t.keep<std::string>();
   c->add_option("CMD", command, "shell command line")->required();
   t.action(c, [&command] {
+    std::string output;
+    int status = 0;
     // sh -c takes a command line that begins with '-' or '+' for options of its own; a blank
     // in front keeps it a command and changes nothing else.
-    out(GeneralUtils::execCommandAndSaveOutput((' ' + command).c_str()));
-    return kOk;
+    const int reason = GeneralUtils::execCommandReport((' ' + command).c_str(), output, status);
+    out(output);
+    if (reason == 0) return status;
+    fail("exec", command, std::strerror(reason));
+    return kCouldNotRun;
   });
 
   c = t.app.add_subcommand(
