@@ -107,7 +107,7 @@ elseif(MODE STREQUAL "exports")
     crc32cBitwise getMacInterfaces getSystemFingerprintParts fingerprintText fingerprintOfParts
     cidFromFileReport fileErrorText
     fileSizeReport compareFilesReport copyFileReport
-    execCommandAndSaveOutput clean_stdin readLine readLineToStdString)
+    execCommandAndSaveOutput execCommandReport clean_stdin readLine readLineToStdString)
   execute_process(COMMAND ${NM} -D --defined-only ${LIB} COMMAND ${CXXFILT}
     RESULT_VARIABLE rc OUTPUT_VARIABLE symbols ERROR_VARIABLE err)
   if(NOT rc EQUAL 0 OR symbols STREQUAL "")
