@@ -133,7 +133,15 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 # dpkg runs ldconfig once for all packages that touch a library directory. (CPack also writes
 # postinst and postrm scripts that call ldconfig themselves, which does no harm.)
 file(WRITE ${PROJECT_BINARY_DIR}/debian-control/triggers "activate-noawait ldconfig\n")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian-control/triggers)
+# The symbols file names, for each exported symbol, the release that brought it, so that a
+# program's Depends asks for the version that has the symbols it uses. cpack checks it against
+# the library before it builds the packages.
+set(CPACK_GENERALUTILS_SYMBOLS ${PROJECT_SOURCE_DIR}/cmake/${generalutils_runtime_pkg}.symbols)
+set(CPACK_GENERALUTILS_RUNTIME_PACKAGE ${generalutils_runtime_pkg})
+set(CPACK_GENERALUTILS_CONTROL_SYMBOLS ${PROJECT_BINARY_DIR}/debian-control/symbols)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/GeneralUtilsSymbolsCheck.cmake)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian-control/triggers
+  ${PROJECT_BINARY_DIR}/debian-control/symbols)
 # The long description both library packages share, before what each one contains.
 set(generalutils_library_about "GeneralUtils is a C++ library of free functions for x86-64 Linux: call-chain
 analysis of source text, CRC-32C and other hashes, a machine fingerprint,

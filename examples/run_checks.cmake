@@ -5,7 +5,8 @@
 #             CXX BUILD_TYPE SHARED CXX_FLAGS LINKER_FLAGS [LIBRARY_PATH]: configure, build and
 #             run examples/consumer; a package must be found under PREFIX, and a subproject must
 #             configure without the tool's and tests' dependencies.
-#   exports   LIB NM CXXFILT: the dynamic symbols are the public functions, no more, no less.
+#   exports   LIB NM CXXFILT HEADER: the dynamic symbols are the header's public functions, no
+#             more, no less, each with a symbol version.
 #   output    PROGRAM EXPECTED: the program's standard output is the file's text exactly.
 #   changelog CHANGELOG VERSION: the latest release heading in CHANGELOG.md is VERSION.
 #   debs      CPACK_CONFIG BUILD_DIR OUT VERSION PACKAGES RUNTIME_PACKAGE SONAME READELF
@@ -94,20 +95,22 @@ elseif(MODE STREQUAL "consumer")
   endif()
 
 elseif(MODE STREQUAL "exports")
-  set(expected
-    sprintfString padString wcharToString wstringToString
-    GetUntilFirstSpecifiedString GetUntilLastSpecifiedString GetTailAfterFirstSpecifiedString
-    GetTailAfterLastSpecifiedString GetUntilFirstEndOfLine splitString
-    EncodeURL GetFirstFunctionNameAndCount
-    "getStrHash<unsigned char>" "getStrHash<unsigned int>" crc32c Create8CharacterHash
-    GetOS_Name getHostName getMachineDetails getMachineDetailsHash getMacHash
-    GetSystemFingerprint GetSystemFingerprintCStr getCidFilePath GetCidFromFile
-    DirectoryExists FileExists IsFileOrDirWritable AppendFileName GetExeDir GetTempFolder
-    FileSize CompareFiles copyFileWr GetLastErrorAsString
-    crc32cBitwise getMacInterfaces getSystemFingerprintParts fingerprintText fingerprintOfParts
-    cidFromFileReport fileErrorText
-    fileSizeReport compareFilesReport copyFileReport
-    execCommandAndSaveOutput execCommandReport clean_stdin readLine readLineToStdString)
+  # The header's list: every GENERALUTILS_API function by name, and getStrHash's two explicit
+  # instances, which the template declaration stands for.
+  file(READ ${HEADER} header)
+  string(REGEX MATCHALL "GENERALUTILS_API [^(;]*[ *&]([A-Za-z_][A-Za-z0-9_]*)\\(" declared
+    "${header}")
+  set(expected "")
+  foreach(declaration IN LISTS declared)
+    string(REGEX REPLACE ".*[ *&]([A-Za-z_][A-Za-z0-9_]*)\\($" "\\1" name "${declaration}")
+    list(APPEND expected ${name})
+  endforeach()
+  string(REGEX MATCHALL "extern template [^(]* (getStrHash<[a-z ]+>)\\(" instances "${header}")
+  foreach(instance IN LISTS instances)
+    string(REGEX REPLACE ".* (getStrHash<[a-z ]+>)\\($" "\\1" name "${instance}")
+    list(APPEND expected "${name}")
+  endforeach()
+  list(REMOVE_ITEM expected getStrHash)
   execute_process(COMMAND ${NM} -D --defined-only ${LIB} COMMAND ${CXXFILT}
     RESULT_VARIABLE rc OUTPUT_VARIABLE symbols ERROR_VARIABLE err)
   if(NOT rc EQUAL 0 OR symbols STREQUAL "")
@@ -116,24 +119,31 @@ elseif(MODE STREQUAL "exports")
   string(REGEX REPLACE "\n$" "" symbols "${symbols}")
   string(REPLACE ";" "\\;" symbols "${symbols}")
   string(REPLACE "\n" ";" symbols "${symbols}")
-  # "<address> <type> <symbol>"; a template instance shows its return type first.
+  # "<address> <type> <symbol>@@<version>"; a template instance shows its return type first.
+  # The version nodes themselves are absolute symbols of their own.
   set(public "^[0-9a-f]+ [TW] ([a-z ]+ )?GeneralUtils::([A-Za-z0-9_]+(<[a-z ]+>)?)")
   set(found "")
   foreach(line IN LISTS symbols)
+    if(line MATCHES "^[0-9a-f]+ A GENERALUTILS_[0-9]+\\.[0-9]+(@@GENERALUTILS_[0-9.]+)?$")
+      continue()
+    endif()
     if(NOT line MATCHES "${public}(\\[abi:cxx11\\])?\\(")
       message(FATAL_ERROR "exported but not a public function: ${line}")
     endif()
     list(APPEND found "${CMAKE_MATCH_2}")
+    if(NOT line MATCHES "@@?GENERALUTILS_[0-9]+\\.[0-9]+$")
+      message(FATAL_ERROR "exported without a version: ${line}")
+    endif()
   endforeach()
   set(missing ${expected})
   list(REMOVE_ITEM missing ${found})
   set(extra ${found})
   list(REMOVE_ITEM extra ${expected})
   if(missing OR extra)
-    message(FATAL_ERROR "not exported: ${missing}\nnot expected: ${extra}")
+    message(FATAL_ERROR "declared but not exported: ${missing}\nexported but not declared: ${extra}")
   endif()
   list(LENGTH found n)
-  message("${n} exported functions, all in namespace GeneralUtils")
+  message("${n} exported functions, all declared in the header, each with a version")
 
 elseif(MODE STREQUAL "output")
   execute_process(COMMAND ${PROGRAM} RESULT_VARIABLE rc OUTPUT_VARIABLE actual)
