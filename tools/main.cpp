@@ -124,6 +124,7 @@ int runTool(int argc, char** argv) {
   t.app.formatter(std::make_shared<Formatter>());
   t.app.footer(kFooter);
   addTextCommands(t);
+  addCrcCommands(t);
   addFileCommands(t);
   addSystemCommands(t);
   try {
