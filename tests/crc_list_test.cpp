@@ -158,4 +158,12 @@ TEST_F(CrcList, LongListsCrossEveryBlockAndLongLinesAreSkipped) {
   EXPECT_EQ(1, r.status);
 }
 
+TEST(CrcListCompletion, OffersTheOptions) {
+  const gutest::RunResult r =
+      gutest::run({"bash", "-c",
+                   "source '" GU_TOOL ".bash'; COMP_WORDS=(generalutils crc32c --s); COMP_CWORD=2; "
+                   "_generalutils; printf '%s\\n' \"${COMPREPLY[@]}\""});
+  EXPECT_EQ("--status\n--strict\n", r.out);
+}
+
 }  // namespace
