@@ -14,6 +14,7 @@
 namespace gutool {
 namespace {
 
+// crc32c's command line as the parser fills it in.
 struct CrcArgs {
   bool check = false, quiet = false, status = false, warn = false, strict = false,
        ignoreMissing = false, tag = false, zero = false;
@@ -47,9 +48,10 @@ int fileCrc(const std::string& name, std::vector<unsigned char>& block, uint32_t
   return streamCrc(fd, block, crc);
 }
 
-// A LF or CR in a name would break the one-line-per-file rule, so a LF-ended line escapes
-// them: it starts with a backslash, and the name has "\n", "\r" and "\\", which is reversible
-// since every backslash in the name is doubled. NUL-ended lines need none of it.
+// A LF in a name would break the one-line-per-file rule, and a CR at its end would read as
+// half of a CR LF, so a LF-ended line escapes both: it starts with a backslash, and the name
+// has "\n", "\r" and "\\", which is reversible since every backslash in the name is doubled.
+// NUL-ended lines need none of it.
 bool escapes(const std::string& name, bool zero) {
   return !zero && name.find_first_of("\n\r\\") != std::string::npos;
 }
