@@ -74,6 +74,7 @@ class FdGuard {
 };
 
 void addTextCommands(Tool& t);
+void addCrcCommands(Tool& t);
 void addFileCommands(Tool& t);
 void addSystemCommands(Tool& t);
 

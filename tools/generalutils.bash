@@ -18,6 +18,10 @@ _generalutils() {
   fi
   if [[ $cur == -* ]]; then
     case $command in
+      crc32c)
+        words="-c --check --quiet --status -w --warn --strict --ignore-missing --tag -z --zero
+          --help --"
+        ;;
       info) words="--json --help" ;;
       split) words="-0 --null --help --" ;;
       cmp) words="-s --quiet --silent --help --" ;;

@@ -67,13 +67,18 @@ const char kFooter[] =
     "  generalutils hash8 -- -abc";
 
 // Lists each subcommand with its arguments ("split [-0] SEP TEXT"), so that --help, and the
-// manual page made from it, show how each one is called.
+// manual page made from it, show how each one is called. Several options show as [OPTIONS],
+// which the subcommand's own --help lists, so that the call keeps its description beside it.
 class Formatter : public CLI::Formatter {
  public:
   std::string make_subcommand(const CLI::App* sub) const override {
-    std::string call = sub->get_name();
+    const auto isOption = [sub](const CLI::Option* o) {
+      return o != sub->get_help_ptr() && !o->get_positional();
+    };
+    const bool several = sub->get_options(isOption).size() > 1;
+    std::string call = sub->get_name() + (several ? " [OPTIONS]" : "");
     for (const CLI::Option* o : sub->get_options()) {
-      if (o == sub->get_help_ptr()) continue;
+      if (o == sub->get_help_ptr() || (several && isOption(o))) continue;
       std::string name = o->get_snames().empty() ? o->get_name() : '-' + o->get_snames().front();
       if (o->get_items_expected_max() > 1) name += "...";
       call += ' ' + (o->get_required() ? name : '[' + name + ']');
@@ -124,6 +129,7 @@ int runTool(int argc, char** argv) {
   t.app.formatter(std::make_shared<Formatter>());
   t.app.footer(kFooter);
   addTextCommands(t);
+  addCrcCommands(t);
   addFileCommands(t);
   addSystemCommands(t);
   try {

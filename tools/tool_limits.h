@@ -9,6 +9,9 @@ namespace gutool {
 
 // Standard input and files are read in blocks of this size, whatever their length.
 constexpr std::size_t kReadBlock = std::size_t{64} * 1024;
+// A checksum list's line, without its end, is at most this long: a longer one counts as
+// improperly formatted and is skipped, so a list of any shape is read in bounded memory.
+constexpr std::size_t kListLineMost = std::size_t{64} * 1024;
 // readline's buffer size N, terminating NUL included: the default and the largest allowed.
 constexpr int kReadlineDefault = 4096;
 constexpr int kReadlineMost = 1048576;
