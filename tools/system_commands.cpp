@@ -136,7 +136,7 @@ void addCid(Tool& t) {
   });
 }
 
-void addProcess(Tool& t) {
+void addExec(Tool& t) {
   CLI::App* c = t.app.add_subcommand(
       "exec",
       "sh -c CMD; its stdout as the library captures it (a NUL drops the rest of its 127-byte "
@@ -155,8 +155,10 @@ void addProcess(Tool& t) {
     fail("exec", command, std::strerror(reason));
     return kCouldNotRun;
   });
+}
 
-  c = t.app.add_subcommand(
+void addReadline(Tool& t) {
+  CLI::App* c = t.app.add_subcommand(
       "readline",
       "One line of stdin and a LF, no byte more read; at most N-1 bytes, the rest (even a "
       "lone LF) stays; 1 at end of input");
@@ -173,7 +175,8 @@ void addProcess(Tool& t) {
 void addSystemCommands(Tool& t) {
   addMachine(t);
   addCid(t);
-  addProcess(t);
+  addExec(t);
+  addReadline(t);
 }
 
 }  // namespace gutool
