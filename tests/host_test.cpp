@@ -13,7 +13,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <thread>
 
 #include "GeneralUtils.h"
@@ -25,24 +24,6 @@ using std::string;
 static unsigned short hashOf(string text) {
   return getStrHash(reinterpret_cast<unsigned char*>(&text[0]),
                     static_cast<unsigned short>(text.size()));
-}
-
-// The processor's hash from what the kernel reports of cpuid leaf 0: the highest leaf ("cpuid
-// level") and the vendor text, whose 12 bytes are EBX, EDX and ECX.
-static bool cpuHashFromKernel(unsigned short& hash) {
-  std::ifstream cpuinfo("/proc/cpuinfo");
-  string line, vendor, level;
-  while (std::getline(cpuinfo, line) && (vendor.empty() || level.empty())) {
-    const size_t colon = line.find(": ");
-    if (line.rfind("vendor_id", 0) == 0) vendor = line.substr(colon + 2);
-    if (line.rfind("cpuid level", 0) == 0) level = line.substr(colon + 2);
-  }
-  if (vendor.size() != 12 || level.empty()) return false;
-  unsigned int regs[4] = {static_cast<unsigned>(std::stoul(level)), 0, 0, 0};
-  std::memcpy(&regs[1], &vendor[0], 4), std::memcpy(&regs[3], &vendor[4], 4);
-  std::memcpy(&regs[2], &vendor[8], 4);
-  hash = getStrHash<unsigned int>(regs, 4);
-  return true;
 }
 
 TEST(Host, FingerprintFromParts) {
@@ -83,13 +64,15 @@ TEST(Host, FactsMatchUnameAndCpuid) {
   EXPECT_EQ(GetSystemFingerprint(), GetSystemFingerprintCStr());
   EXPECT_EQ(GetSystemFingerprintCStr(), GetSystemFingerprintCStr());
   unsigned short cpuHash = 0;
-  if (!cpuHashFromKernel(cpuHash)) GTEST_SKIP() << "/proc/cpuinfo has no vendor_id, cpuid level";
+  if (!gutest::cpuHashFromKernel(cpuHash))
+    GTEST_SKIP() << "/proc/cpuinfo has no vendor_id, cpuid level";
   EXPECT_EQ(cpuHash, parts.cpuHash);
 }
 
 TEST(Host, MacHashAndNodeNameInNamespaces) {
   unsigned short cpuHash = 0;
-  if (!cpuHashFromKernel(cpuHash)) GTEST_SKIP() << "/proc/cpuinfo has no vendor_id, cpuid level";
+  if (!gutest::cpuHashFromKernel(cpuHash))
+    GTEST_SKIP() << "/proc/cpuinfo has no vendor_id, cpuid level";
   // Each address's hash by hand: even bytes plain, odd ones shifted left by 8, cut to 16 bits.
   // 02:11:22:33:44:55: 0x68 + 0x99 << 8 = 0x9968; 02:01:02:03:04:05: 0x0908; 02:ff:ff:ff:ff:ff:
   // 0x200 + 0x2FD << 8, cut: 0xFF00; loopback's zeros hash to 0. build01 hashes to 0x1260, and

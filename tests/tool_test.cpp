@@ -2,10 +2,14 @@
 // on standard input, interfaces in a namespace of its own.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "GeneralUtils.h"
 #include "test_support.h"
 
 using namespace ::testing;
@@ -115,26 +119,58 @@ TEST(ToolMemory, UrlencodeStreamsStandardInput) {
   EXPECT_LT(std::stol(r.err), 16384);
 }
 
-TEST(ToolInterfaces, InfoListsTheWalkBehindTheMacHash) {
+// info in namespaces of its own, from a copy of the tool beside a .did: every field under its
+// own name, in both forms, with the values the library gives for a known host.
+TEST_F(Tool, InfoShowsEachPartUnderItsName) {
+  unsigned short cpu = 0;
+  if (!gutest::cpuHashFromKernel(cpu)) GTEST_SKIP() << "/proc/cpuinfo has no vendor_id";
+  ASSERT_EQ(0, gutest::run({"cp", GU_TOOL, path("gu")}).status);
+  gutest::writeFile(path(".did"), "CID-9\nnext");
   std::vector<std::vector<std::string>> setup = {{"ip", "link", "set", "lo", "up"}};
   for (const char* veth : {"a0 02:11:22:33:44:55", "e0 02:ff:ff:ff:ff:ff"}) {
     for (auto& command : gutest::vethCommands(std::string(veth, 2), veth + 3)) {
       setup.push_back(command);
     }
   }
-  const gutest::RunResult r = gutest::runInNamespaces(setup, [] {
-    std::printf("%s%s", gutest::run({GU_TOOL, "info"}).out.c_str(),
-                gutest::run({GU_TOOL, "info", "--json"}).out.c_str());
+  const gutest::RunResult r = gutest::runInNamespaces(setup, [this] {
+    if (::sethostname("build01", 7) != 0) return 1;
+    std::printf("%s%s", gutest::run({path("gu"), "info", "--json"}).out.c_str(),
+                gutest::run({path("gu"), "info"}).out.c_str());
     return 0;
   });
   if (r.status == gutest::kNoNamespaces) GTEST_SKIP() << r.err;
-  // The hashes by hand: even bytes plain, odd ones shifted left by 8, cut to 16 bits.
-  EXPECT_THAT(r.out, HasSubstr("\ninterface:            a0 02:11:22:33:44:55 9968 counted\n"
-                               "interface:            e0 02:ff:ff:ff:ff:ff FF00 uncounted\n"));
-  const auto doc = nlohmann::json::parse(r.out.substr(r.out.find("\n{") + 1));
+  // lo counts with 0000, a0 with 0x9968 (even bytes plain, odd ones shifted left by 8); e0 is
+  // the third. build01's own hash is 0x1260.
+  const GeneralUtils::FingerprintParts parts = {0x9968, "build01", cpu, 0x1260};
+  const std::pair<const char*, std::string> kFields[] = {
+      {"os", GeneralUtils::GetOS_Name()},
+      {"node_name", "build01"},
+      {"machine_details_hash", "1260"},
+      {"mac_hash", "9968"},
+      {"cpu_hash", GeneralUtils::sprintfString("%04X", cpu)},
+      {"fingerprint_input", GeneralUtils::fingerprintText(parts)},
+      {"fingerprint", GeneralUtils::fingerprintOfParts(parts)},
+      {"exe_dir", dir_},
+      {"temp_folder", "/var/tmp"},
+      {"cid_file", path(".did")},
+      {"cid", "CID-9"},
+  };
+  const size_t split = r.out.find("\n}\n") + 2;  // the text form starts behind the JSON
+  const auto doc = nlohmann::json::parse(r.out.substr(0, split));
+  for (const auto& [key, value] : kFields) {
+    EXPECT_EQ(value, doc.at(key)) << key;
+    // The aligned form: the key with blanks for '_', a colon, blanks up to column 23.
+    std::string label = std::string(key) + ':';
+    std::replace(label.begin(), label.end(), '_', ' ');
+    EXPECT_THAT(r.out.substr(split),
+                HasSubstr("\n" + label + std::string(22 - label.size(), ' ') + value + "\n"))
+        << key;
+  }
   EXPECT_EQ(R"([{"address":"00:00:00:00:00:00","counted":true,"hash":"0000","name":"lo"},)"
             R"({"address":"02:11:22:33:44:55","counted":true,"hash":"9968","name":"a0"},)"
             R"({"address":"02:ff:ff:ff:ff:ff","counted":false,"hash":"FF00","name":"e0"}])",
             doc.at("interfaces").dump());
-  EXPECT_EQ("9968", doc.at("mac_hash"));  // the counted ones: 0000 + 9968
+  EXPECT_THAT(r.out, EndsWith("\ninterface:            lo 00:00:00:00:00:00 0000 counted\n"
+                              "interface:            a0 02:11:22:33:44:55 9968 counted\n"
+                              "interface:            e0 02:ff:ff:ff:ff:ff FF00 uncounted\n"));
 }

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -95,6 +96,26 @@ std::vector<std::vector<std::string>> vethCommands(const std::string& name,
   return {
       {"ip", "link", "add", name, "address", address, "type", "veth", "peer", "name", name + "p"},
       {"ip", "addr", "add", "10.0.0.1/32", "dev", name}};
+}
+
+bool cpuHashFromKernel(unsigned short& hash) {
+  std::ifstream cpuinfo("/proc/cpuinfo");
+  std::string line, vendor, level;
+  while (std::getline(cpuinfo, line) && (vendor.empty() || level.empty())) {
+    const size_t colon = line.find(": ");
+    if (line.rfind("vendor_id", 0) == 0) vendor = line.substr(colon + 2);
+    if (line.rfind("cpuid level", 0) == 0) level = line.substr(colon + 2);
+  }
+  if (vendor.size() != 12 || level.empty()) return false;
+  // Leaf 0 gives the highest leaf in EAX and the vendor text in EBX, EDX and ECX. The hash adds
+  // the even registers' low 16 bits and the odd ones' shifted left by 8.
+  uint32_t regs[4] = {static_cast<uint32_t>(std::stoul(level)), 0, 0, 0};
+  std::memcpy(&regs[1], &vendor[0], 4), std::memcpy(&regs[3], &vendor[4], 4);
+  std::memcpy(&regs[2], &vendor[8], 4);
+  uint32_t sum = 0;
+  for (int i = 0; i < 4; ++i) sum += (regs[i] << (i % 2 * 8)) & 0xFFFF;
+  hash = static_cast<unsigned short>(sum);
+  return true;
 }
 
 void writeFile(const std::string& path, const std::string& content) {

@@ -42,6 +42,10 @@ RunResult runInNamespaces(const std::vector<std::vector<std::string>>& setup,
 std::vector<std::vector<std::string>> vethCommands(const std::string& name,
                                                    const std::string& address);
 
+// The processor's 16-bit hash, worked out from what the kernel reports of cpuid leaf 0 in
+// /proc/cpuinfo; false when it reports neither the vendor nor the cpuid level.
+bool cpuHashFromKernel(unsigned short& hash);
+
 void writeFile(const std::string& path, const std::string& content);
 std::string readFile(const std::string& path);
 
