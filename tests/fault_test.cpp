@@ -71,6 +71,7 @@ const Operation kOperations[] = {
     {"fingerprint", {kProbe, "fingerprint"}, 0, "\\d{1,9} \n", ""},
     {"fingerprintCStr", {kProbe, "fingerprintCStr"}, 0, "\\d{1,9} \n", ""},
     {"capture", {kProbe, "capture", "printf '%0200d\\n%0100d\\0x\\n' 0 0"}, 0, "\\[\\] \n", ""},
+    {"console", {kProbe, "console"}, 0, "\\[(first line)?\\] \\[[a-z ]*\\] \n", ""},
 };
 // The errors each function fails with; the rest fail with EIO. EINTR and a short transfer
 // must cost nothing.
