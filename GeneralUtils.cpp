@@ -822,7 +822,10 @@ int copyFileReport(const string& srce_file, const string& dest_file, string& sFa
   if (out < 0) return errno;
   struct stat from;
   struct stat to;
-  if (::fstat(in, &from) != 0 || ::fstat(out, &to) != 0) {
+  if (::fstat(in, &from) != 0) {
+    reason = errno;
+    sFailedFile = srce_file;
+  } else if (::fstat(out, &to) != 0) {
     reason = errno;
   } else if (from.st_dev == to.st_dev && from.st_ino == to.st_ino) {
     reason = kSameFile;

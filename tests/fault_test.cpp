@@ -191,3 +191,16 @@ TEST_P(Fault, EveryCallFailsInTurn) {
 
 INSTANTIATE_TEST_SUITE_P(Campaign, Fault, ::testing::ValuesIn(kOperations),
                          [](const auto& info) { return string(info.param.name); });
+
+using FaultNamed = gutest::TempDirTest;
+
+TEST_F(FaultNamed, CopyNamesTheFileWhoseStatusCannotBeRead) {
+  if (string(GU_FAULT_SHIM).empty()) GTEST_SKIP() << "no shim under a sanitizer";
+  gutest::writeFile(path("a"), "text"), gutest::writeFile(path("lines"), "");
+  // The source's status is read as it is opened, then beside the destination's.
+  const std::pair<string, string> kCalls[] = {
+      {"fstat:1:EIO", "5 a \n"}, {"fstat:2:EIO", "5 a \n"}, {"fstat:3:EIO", "5 b \n"}};
+  for (const auto& [fault, answer] : kCalls)
+    EXPECT_EQ(answer,
+              run({"", {kProbe, "copy", "a", "b"}, 0, "", ""}, dir_, "GU_FAULT=" + fault).out);
+}
