@@ -53,6 +53,10 @@ void complain(std::string message);
 int fail(const std::string& command, const std::string& file, const std::string& reason);
 // Four upper-case hex digits, the way the library prints its 16-bit hashes.
 std::string hex4(unsigned short value);
+// Names the operand the subcommand is working on, for the message of a failure that no
+// subcommand handles (out of memory): "generalutils: cmp: 'a': Cannot allocate memory". It is
+// copied into fixed storage, since that message has to get out when memory has run out.
+void workingOn(const char* operand);
 // read(2), resumed after a signal: the bytes read, 0 at the end, -1 with errno set.
 ssize_t readSome(int fd, void* buffer, std::size_t size);
 

@@ -64,6 +64,7 @@ int crcCommand(std::vector<std::string> files) {
   std::vector<unsigned char> block(kBlockBytes);
   int status = kOk;
   for (const std::string& name : files) {
+    workingOn(name.c_str());
     const bool isStdin = name == "-";
     const int fd = isStdin ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
     int error = fd < 0 ? errno : 0;
@@ -117,6 +118,7 @@ void addFileCommands(Tool& t) {
       "size", "Size of FILE in bytes; 1 if it is not a regular file or can't be opened");
   c->add_option("FILE", a.path, "file to measure")->required();
   t.action(c, [&a] {
+    workingOn(a.path.c_str());
     std::streamoff size = 0;
     const int reason = GeneralUtils::fileSizeReport(a.path, size);
     if (reason != 0) return fail("size", a.path, GeneralUtils::fileErrorText(reason));
@@ -129,6 +131,7 @@ void addFileCommands(Tool& t) {
   c->add_option("A", a.path, "first file")->required();
   c->add_option("B", a.other, "second file")->required();
   t.action(c, [&a] {
+    workingOn(a.path.c_str());
     bool same = false;
     std::string failed;
     const int reason = GeneralUtils::compareFilesReport(a.path, a.other, same, failed);
@@ -143,6 +146,7 @@ void addFileCommands(Tool& t) {
   c->add_option("SRC", a.path, "regular file to copy")->required();
   c->add_option("DST", a.other, "file to create or replace, or a character device")->required();
   t.action(c, [&a] {
+    workingOn(a.path.c_str());
     std::string failed;
     const int reason = GeneralUtils::copyFileReport(a.path, a.other, failed);
     return reason == 0 ? kOk : fail("cp", failed, GeneralUtils::fileErrorText(reason));

@@ -3,9 +3,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -14,6 +17,35 @@
 #include "commands.h"
 
 namespace gutool {
+namespace {
+
+// What the last-resort message names, in storage that needs no allocation.
+const char* runningCommand = nullptr;
+char operandName[4096] = "-";
+
+// The message and status for an exception that no subcommand handles, out of memory above
+// all, in the form of every other failure. It builds no string, so it works when memory has
+// run out.
+int lastResort(const std::exception& e) {
+  const bool outOfMemory = dynamic_cast<const std::bad_alloc*>(&e) != nullptr;
+  const char* reason = outOfMemory ? std::strerror(ENOMEM) : e.what();
+  if (runningCommand == nullptr) {
+    std::fprintf(stderr, "generalutils: %s\n", reason);
+    return kFailed;
+  }
+  std::fprintf(stderr, "generalutils: %s: '%s': %s\n", runningCommand, operandName, reason);
+  return std::strcmp(runningCommand, "cmp") == 0 ? kTrouble : kFailed;
+}
+
+}  // namespace
+
+void workingOn(const char* operand) {
+  // Line breaks become blanks, as in complain(): the message stays one line.
+  std::size_t i = 0;
+  for (; operand[i] != '\0' && i + 1 < sizeof(operandName); ++i)
+    operandName[i] = operand[i] == '\n' || operand[i] == '\r' ? ' ' : operand[i];
+  operandName[i] = '\0';
+}
 
 void out(const std::string& bytes) {
   std::cout.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
@@ -138,10 +170,18 @@ int runTool(int argc, char** argv) {
 }  // namespace gutool
 
 int main(int argc, char** argv) {
+  // Until a subcommand names its operand, its first argument that is not an option stands for
+  // it, so that a failure while the command line is parsed is told in the same form.
+  if (argc > 1 && argv[1][0] != '-') gutool::runningCommand = argv[1];
+  for (int i = 2; i < argc; ++i) {
+    if (argv[i][0] != '-') {
+      gutool::workingOn(argv[i]);
+      break;
+    }
+  }
   try {
     return gutool::runTool(argc, argv);
   } catch (const std::exception& e) {
-    gutool::complain(e.what());
-    return gutool::kFailed;
+    return gutool::lastResort(e);
   }
 }

@@ -127,6 +127,7 @@ void addSystemCommands(Tool& t) {
       "First line of DIR/.did, or of .did beside the tool; 1 if unreadable or the line is empty");
   c->add_option("DIR", a.path, "installation directory; absent: the tool's own directory");
   t.action(c, [&a] {
+    workingOn(a.path.empty() ? GeneralUtils::getCidFilePath().c_str() : a.path.c_str());
     std::string cid, didPath;
     const int reason = GeneralUtils::cidFromFileReport(a.path, cid, didPath);
     if (reason != 0) return fail("cid", didPath, GeneralUtils::fileErrorText(reason));
@@ -153,7 +154,10 @@ void addSystemCommands(Tool& t) {
   c->add_option("N", a.limit, "buffer size, terminating NUL included")
       ->check(CLI::Range(1, 1048576))
       ->capture_default_str();
-  t.action(c, [&a] { return readlineCommand(a.limit); });
+  t.action(c, [&a] {
+    workingOn("-");
+    return readlineCommand(a.limit);
+  });
 }
 
 }  // namespace gutool

@@ -87,6 +87,7 @@ void addTextCommands(Tool& t) {
       "urlencode", "TEXT, or stdin read in 64 KiB blocks, percent-encoded byte by byte, and a LF");
   CLI::Option* text = c->add_option("TEXT", a.text, "text to encode; absent: standard input");
   t.action(c, [&a, text] {
+    workingOn(text->count() == 0 ? "-" : a.text.c_str());
     if (text->count() == 0) return encodeStdin();
     line(GeneralUtils::EncodeURL(a.text));
     return kOk;
