@@ -18,7 +18,6 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
-#include <sstream>
 #include <stdexcept>
 #if defined(__x86_64__)
 #include <cpuid.h>
@@ -157,23 +156,24 @@ vector<string> splitString(string s, char seperator) {
 // URL encoding
 // ---------------------------------------------------------------------------
 string EncodeURL(const string& value) {
-  ostringstream escaped;
-  escaped.fill('0');
-  escaped << hex;
+  static const char kHex[] = "0123456789ABCDEF";
+  // Built on the string itself: a string stream catches std::bad_alloc and hands back what it
+  // had, where out-of-memory has to reach the caller.
+  string escaped;
+  escaped.reserve(value.size());
   const char* run = value.data();
   const char* const end = run + value.size();
   for (const char* p = run; p != end; ++p) {
     const unsigned char c = static_cast<unsigned char>(*p);
     if (isalnum(c) || c == '-' || c == '_' || c == '.' || c == '~') continue;
-    // Plain bytes go out as one run, the escape behind them digit by digit.
-    escaped.write(run, p - run);
+    // Plain bytes go out as one run, the escape behind them.
+    escaped.append(run, static_cast<size_t>(p - run));
     run = p + 1;
-    escaped << '%' << uppercase;
-    escaped.width(2);
-    escaped << static_cast<unsigned>(c) << nouppercase;
+    const char escape[3] = {'%', kHex[c >> 4], kHex[c & 15]};
+    escaped.append(escape, sizeof(escape));
   }
-  escaped.write(run, end - run);
-  return escaped.str();
+  escaped.append(run, static_cast<size_t>(end - run));
+  return escaped;
 }
 
 // ---------------------------------------------------------------------------

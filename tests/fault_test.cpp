@@ -21,7 +21,7 @@ using std::string;
 
 namespace {
 
-const string kProbe = GU_PROBES "/fault_probe", kTool = GU_TOOL;
+const string kProbe = GU_PROBES "/fault_probe", kTool = GU_TOOL, kText(1000, '/');
 
 struct Operation {
   const char* name;
@@ -79,6 +79,8 @@ const Operation kOperations[] = {
     {"toolSize", {kTool, "size", "a"}, 1, "", "generalutils: size: 'a': {reason}\n"},
     {"toolCrc32c", {kTool, "crc32c", "a"}, 1, "", "generalutils: crc32c: 'a': {reason}\n"},
     {"toolCid", {kTool, "cid", "."}, 1, "", "generalutils: cid: '\\.(/\\.did)?': {reason}\n"},
+    {"toolUrlencodeText", {kTool, "urlencode", kText}, 1, "", "generalutils: urlencode: '" + kText + "': {reason}\n"},
+    {"toolUrlencodeStdin", {kTool, "urlencode"}, 1, "", "generalutils: urlencode: '-': {reason}\n", "blanks"},
     {"toolReadline", {kTool, "readline"}, 1, "", "generalutils: readline: '-': {reason}\n"},
 };
 // The errors each function fails with; the rest fail with EIO. EINTR and a short transfer
