@@ -20,7 +20,6 @@
 #include <limits>
 #include <memory>
 #include <mutex>
-#include <sstream>
 #include <stdexcept>
 #if defined(__x86_64__)
 #include <cpuid.h>
@@ -195,23 +194,24 @@ vector<string> splitString(string s, char seperator) {
 // URL encoding
 // ---------------------------------------------------------------------------
 string EncodeURL(const string& value) {
-  ostringstream escaped;
-  escaped.fill('0');
-  escaped << hex;
+  static const char kHex[] = "0123456789ABCDEF";
+  // Built on the string itself: a string stream catches std::bad_alloc and hands back what it
+  // had, where out-of-memory has to reach the caller.
+  string escaped;
+  escaped.reserve(value.size());
   const char* run = value.data();
   const char* const end = run + value.size();
   for (const char* p = run; p != end; ++p) {
     const unsigned char c = static_cast<unsigned char>(*p);
     if (isalnum(c) || c == '-' || c == '_' || c == '.' || c == '~') continue;
-    // Plain bytes go out as one run, the escape behind them digit by digit.
-    escaped.write(run, p - run);
+    // Plain bytes go out as one run, the escape behind them.
+    escaped.append(run, static_cast<size_t>(p - run));
     run = p + 1;
-    escaped << '%' << uppercase;
-    escaped.width(2);
-    escaped << static_cast<unsigned>(c) << nouppercase;
+    const char escape[3] = {'%', kHex[c >> 4], kHex[c & 15]};
+    escaped.append(escape, sizeof(escape));
   }
-  escaped.write(run, end - run);
-  return escaped.str();
+  escaped.append(run, static_cast<size_t>(end - run));
+  return escaped;
 }
 
 // ---------------------------------------------------------------------------
@@ -1063,22 +1063,52 @@ string execCommandAndSaveOutput(const char* cmd) {
   return output;
 }
 
+namespace {
+
+// One byte of standard input, or EOF, with `failed` set when a read error ended it. stdio
+// reports a read that a signal interrupted as an error but loses nothing by it, since getc
+// hands out its bytes one at a time: clearing the error and asking again resumes where the
+// read stopped, and stdin's buffer stays coherent for its other readers. An error flag left
+// from an earlier read, with errno untouched now, is the end of input.
+int getcResumed(bool& failed) {
+  for (;;) {
+    errno = 0;
+    const int c = getc(stdin);
+    if (c != EOF || errno != EINTR || !ferror(stdin)) {
+      failed = c == EOF && errno != 0 && ferror(stdin);
+      return c;
+    }
+    clearerr(stdin);
+  }
+}
+
+}  // namespace
+
 void clean_stdin() {
+  bool failed = false;
   int c;
   do {
-    c = getchar();
+    c = getcResumed(failed);
   } while (c != '\n' && c != EOF);
 }
 
 void readLine(char* input, int nMaxLenIncludingTerminatingNull) {
   if (input == nullptr || nMaxLenIncludingTerminatingNull <= 0) return;
-  if (fgets(input, nMaxLenIncludingTerminatingNull, stdin) == nullptr) {
-    // End of input or a read error: fgets may have left the buffer untouched or half-filled.
-    input[0] = '\0';
-    return;
+  // Byte by byte, as fgets cuts it, since fgets drops the part of a line it has already read
+  // when a signal interrupts the read behind it.
+  bool failed = false;
+  int nLen = 0;
+  while (nLen < nMaxLenIncludingTerminatingNull - 1) {
+    const int c = getcResumed(failed);
+    if (c == EOF) break;
+    input[nLen++] = static_cast<char>(c);
+    if (c == '\n') break;
   }
-  const size_t nLen = strlen(input);
-  if (nLen > 0 && input[nLen - 1] == '\n') input[nLen - 1] = '\0';
+  // End of input before any byte, or a read error anywhere: "", as fgets gives it.
+  input[failed ? 0 : nLen] = '\0';
+  // The text is a C string: a NUL byte in the line ends it, and a '\n' behind one stays.
+  const size_t nText = strlen(input);
+  if (nText > 0 && input[nText - 1] == '\n') input[nText - 1] = '\0';
 }
 
 namespace {

@@ -54,9 +54,9 @@ MUTANTS = [
     ("url-digits-escaped", LIB, "if (isalnum(c) ||", "if (isalpha(c) ||"),
     ("url-tilde-escaped", LIB, " || c == '~') continue;", ") continue;"),
     ("url-slash-kept", LIB, "c == '.' || c == '~'", "c == '.' || c == '/' || c == '~'"),
-    ("url-lower-hex", LIB, "escaped << '%' << uppercase;", "escaped << '%';"),
-    ("url-one-digit", LIB, "escaped.width(2);\n", ""),
-    ("url-signed-byte", LIB, "static_cast<unsigned>(c) << nouppercase", "static_cast<unsigned>(static_cast<signed char>(c)) << nouppercase"),
+    ("url-lower-hex", LIB, "kHex[] = \"0123456789ABCDEF\";", "kHex[] = \"0123456789abcdef\";"),
+    ("url-one-digit", LIB, "{'%', kHex[c >> 4], kHex[c & 15]};\n    escaped.append(escape, sizeof(escape));", "{'%', kHex[c < 16 ? c : c >> 4], kHex[c & 15]};\n    escaped.append(escape, c < 16 ? 2 : 3);"),
+    ("url-signed-byte", LIB, "const unsigned char c = static_cast<unsigned char>(*p);\n    if (isalnum(c)", "const char c = *p;\n    if (isalnum(static_cast<unsigned char>(c))"),
     # Call-chain analysis
     ("chain-drops-comma-blank", LIB, "if (previous == ',') *out++ = ' ';", ""),
     ("chain-joins-angles", LIB, "if (c == '>' && previous == '>') *out++ = ' ';", ""),
@@ -143,6 +143,7 @@ MUTANTS = [
     ("copy-dest-inherited", LIB, "O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC", "O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY"),
     ("copy-into-fifo-reader", LIB, "} else if (!S_ISCHR(to.st_mode)) {", "} else if (false) {"),
     ("copy-write-eintr-fails", LIB, "if (errno == EINTR) continue;\n      return errno;", "return errno;"),
+    ("copy-source-stat-blames-dest", LIB, "    reason = errno;\n    sFailedFile = srce_file;\n  } else if (::fstat(out", "    reason = errno;\n  } else if (::fstat(out"),
     ("read-eintr-fails", LIB, "while (got < 0 && errno == EINTR);", "while (false);"),
     ("socket-inherited", LIB, "SOCK_DGRAM | SOCK_CLOEXEC", "SOCK_DGRAM"),
     # Commands and console
@@ -154,9 +155,10 @@ MUTANTS = [
     ("exec-null-command", LIB, "if (cmd == nullptr) return result;\n", "if (cmd == nullptr) cmd = \"echo ran\";\n"),
     ("exec-line-feed-not-a-cut", LIB, "if (newline != nullptr) take = static_cast<size_t>(newline - p) + 1;", ""),
     ("clean-reads-to-end", LIB, "} while (c != '\\n' && c != EOF);", "} while (c != EOF);"),
-    ("readline-strips-cr", LIB, "if (nLen > 0 && input[nLen - 1] == '\\n') input[nLen - 1] = '\\0';", "if (nLen > 0 && input[nLen - 1] == '\\n') input[nLen - 1] = '\\0';\n  if (nLen > 1 && input[nLen - 2] == '\\r') input[nLen - 2] = '\\0';"),
-    ("readline-keeps-lf", LIB, "if (nLen > 0 && input[nLen - 1] == '\\n') input[nLen - 1] = '\\0';", ""),
-    ("readline-eof-untouched", LIB, "    input[0] = '\\0';\n    return;", "    return;"),
+    ("readline-strips-cr", LIB, "if (nText > 0 && input[nText - 1] == '\\n') input[nText - 1] = '\\0';", "if (nText > 0 && input[nText - 1] == '\\n') input[nText - 1] = '\\0';\n  if (nText > 1 && input[nText - 2] == '\\r') input[nText - 2] = '\\0';"),
+    ("readline-keeps-lf", LIB, "if (nText > 0 && input[nText - 1] == '\\n') input[nText - 1] = '\\0';", ""),
+    ("readline-eof-untouched", LIB, "  input[failed ? 0 : nLen] = '\\0';", "  if (nLen > 0 || failed) input[failed ? 0 : nLen] = '\\0';"),
+    ("console-signal-ends-read", LIB, "if (c != EOF || errno != EINTR || !ferror(stdin)) {", "if (true) {"),
     # The tool
     ("tool-cut-modes-swapped", TEXT, "{\"last\", GeneralUtils::GetUntilLastSpecifiedString},", "{\"last\", GeneralUtils::GetTailAfterLastSpecifiedString},"),
     ("tool-chain-no-count", TEXT, "line(name + '\\t' + std::to_string(count));", "line(name);"),
@@ -180,6 +182,7 @@ MUTANTS = [
     ("tool-unknown-status", MAIN, "complain(usageMessage(t.app, std::vector<std::string>(argv + 1, argv + argc), e.what()));\n    return kUsage;", "complain(usageMessage(t.app, std::vector<std::string>(argv + 1, argv + argc), e.what()));\n    return kFailed;"),
     ("tool-dash-hint-lost", MAIN, "(takesText ? \"put a text that begins with '-' behind '--'\"", "(false ? \"put a text that begins with '-' behind '--'\""),
     ("tool-message-keeps-newline", MAIN, "std::replace(message.begin(), message.end(), '\\n', ' ');", ""),
+    ("tool-out-of-memory-cmp-differs", MAIN, "std::strcmp(runningCommand, \"cmp\") == 0 ? kTrouble : kFailed", "kFailed"),
 ]
 
 

@@ -6,8 +6,10 @@
 
 #include <CLI/CLI.hpp>
 #include <cstddef>
+#include <cstring>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -46,7 +48,22 @@ struct Tool {
   std::vector<std::shared_ptr<void>> kept_;
 };
 
-// Bytes go out exactly as given: no locale, no conversion. line() adds a '\n'.
+// A failure a subcommand does not handle itself (memory running out, standard output that
+// takes no more) ends the tool with that subcommand's trouble status: cmp's, as cmp -s gives
+// it; exec's own, beside its command's; kFailed for the rest.
+constexpr struct {
+  const char* subcommand;
+  int status;
+} kTroubles[] = {{"cmp", kTrouble}, {"exec", kCouldNotRun}};
+
+// What out() and line() throw when standard output takes no more (a full disk): the subcommand
+// stops there, and the tool ends with its trouble status.
+struct OutputFailed : std::runtime_error {
+  explicit OutputFailed(int error) : std::runtime_error(std::strerror(error)) {}
+};
+
+// Bytes go out exactly as given: no locale, no conversion. line() adds a '\n'. Both throw
+// OutputFailed when standard output takes no more.
 void out(const std::string& bytes);
 void line(const std::string& bytes);
 // "generalutils: <message>" on standard error, always as one line.
@@ -55,6 +72,10 @@ void complain(std::string message);
 int fail(const std::string& command, const std::string& file, const std::string& reason);
 // Four upper-case hex digits, the way the library prints its 16-bit hashes.
 std::string hex4(unsigned short value);
+// Names the operand the subcommand is working on, for the message of a failure that no
+// subcommand handles (out of memory): "generalutils: cmp: 'a': Cannot allocate memory". It is
+// copied into fixed storage, since that message has to get out when memory has run out.
+void workingOn(const char* operand);
 // read(2), resumed after a signal: the bytes read, 0 at the end, -1 with errno set.
 ssize_t readSome(int fd, void* buffer, std::size_t size);
 // "64 KiB": kReadBlock as the help text states it.

@@ -42,6 +42,7 @@ int streamCrc(int fd, std::vector<unsigned char>& block, uint32_t& crc) {
 
 // CRC-32C of the file, or of standard input for "-". Gives 0 or the errno of the failure.
 int fileCrc(const std::string& name, std::vector<unsigned char>& block, uint32_t& crc) {
+  workingOn(name.c_str());
   const int fd = openInput(name);
   if (fd < 0) return errno;
   FdGuard guard(name == "-" ? -1 : fd);
@@ -236,6 +237,7 @@ int listStatus(const std::string& list, const CrcArgs& a, const Tally& t) {
 }
 
 int checkList(const std::string& list, const CrcArgs& a, std::vector<unsigned char>& block) {
+  workingOn(list.c_str());
   const int fd = openInput(list);
   if (fd < 0) return fail("crc32c", list, std::strerror(errno));
   FdGuard guard(list == "-" ? -1 : fd);

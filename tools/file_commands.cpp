@@ -58,6 +58,7 @@ void addSize(Tool& t) {
   std::string& file = t.keep<std::string>();
   c->add_option("FILE", file, "file to measure")->required();
   t.action(c, [&file] {
+    workingOn(file.c_str());
     std::streamoff size = 0;
     const int reason = GeneralUtils::fileSizeReport(file, size);
     if (reason != 0) return fail("size", file, GeneralUtils::fileErrorText(reason));
@@ -80,6 +81,7 @@ void addCmp(Tool& t) {
   c->add_option("A", a.first, "first file")->required();
   c->add_option("B", a.second, "second file")->required();
   t.action(c, [&a] {
+    workingOn(a.first.c_str());
     bool same = false;
     std::string failed;
     const int reason = GeneralUtils::compareFilesReport(a.first, a.second, same, failed);
@@ -114,6 +116,7 @@ void addCp(Tool& t) {
                 "file to create or replace, a character device, or a directory to copy into")
       ->required();
   t.action(c, [&a] {
+    workingOn(a.source.c_str());
     std::string failed;
     const std::string target = copyTarget(a.source, a.destination);
     const int reason = GeneralUtils::copyFileReport(a.source, target, failed);

@@ -3,9 +3,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -14,14 +17,66 @@
 #include "commands.h"
 
 namespace gutool {
+namespace {
+
+// What a failure that no subcommand handles is told about, in storage that needs no
+// allocation, since running out of memory is the usual such failure.
+struct Running {
+  char command[32] = "";
+  char operand[4096] = "-";
+  int trouble = kFailed;
+} running;
+
+// Copies text into a fixed buffer, cut to fit, with line breaks as blanks, as in complain().
+template <std::size_t kSize>
+void copyName(char (&to)[kSize], const char* text) {
+  std::size_t i = 0;
+  for (; text[i] != '\0' && i + 1 < kSize; ++i) {
+    to[i] = text[i] == '\n' || text[i] == '\r' ? ' ' : text[i];
+  }
+  to[i] = '\0';
+}
+
+// Until a subcommand names what it works on, its first argument that is not an option stands
+// for it, so that a failure while the command line is parsed is told the same way.
+void runningFrom(int argc, char** argv) {
+  if (argc < 2 || argv[1][0] == '-') return;
+  copyName(running.command, argv[1]);
+  for (const auto& trouble : kTroubles) {
+    if (std::strcmp(trouble.subcommand, argv[1]) == 0) running.trouble = trouble.status;
+  }
+  for (int i = 2; i < argc; ++i) {
+    if (argv[i][0] != '-') {
+      workingOn(argv[i]);
+      break;
+    }
+  }
+}
+
+// "generalutils: <subcommand>: '<operand>': <reason>" and the subcommand's trouble status. It
+// builds no string, so it works when memory has run out.
+int lastResort(const char* reason) {
+  if (running.command[0] == '\0') {
+    std::fprintf(stderr, "generalutils: %s\n", reason);
+    return kFailed;
+  }
+  std::fprintf(stderr, "generalutils: %s: '%s': %s\n", running.command, running.operand, reason);
+  return running.trouble;
+}
+
+}  // namespace
+
+void workingOn(const char* operand) { copyName(running.operand, operand); }
 
 void out(const std::string& bytes) {
-  std::cout.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  if (!std::cout.write(bytes.data(), static_cast<std::streamsize>(bytes.size()))) {
+    throw OutputFailed(errno);
+  }
 }
 
 void line(const std::string& bytes) {
   out(bytes);
-  std::cout.put('\n');
+  if (!std::cout.put('\n')) throw OutputFailed(errno);
 }
 
 void complain(std::string message) {
@@ -145,10 +200,7 @@ int runTool(int argc, char** argv) {
     return kTrouble;
   }
   // A full disk or a closed pipe on standard output is a failure, not a quiet success.
-  if (!std::cout.flush()) {
-    complain("cannot write to standard output");
-    return kFailed;
-  }
+  if (!std::cout.flush()) throw OutputFailed(errno);
   return t.status;
 }
 
@@ -156,10 +208,15 @@ int runTool(int argc, char** argv) {
 }  // namespace gutool
 
 int main(int argc, char** argv) {
+  gutool::runningFrom(argc, argv);
   try {
     return gutool::runTool(argc, argv);
+  } catch (const gutool::OutputFailed& e) {
+    gutool::workingOn("standard output");
+    return gutool::lastResort(e.what());
+  } catch (const std::bad_alloc&) {
+    return gutool::lastResort(std::strerror(ENOMEM));
   } catch (const std::exception& e) {
-    gutool::complain(e.what());
-    return gutool::kFailed;
+    return gutool::lastResort(e.what());
   }
 }

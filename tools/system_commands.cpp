@@ -127,6 +127,7 @@ void addCid(Tool& t) {
   std::string& dir = t.keep<std::string>();
   c->add_option("DIR", dir, "installation directory; absent: the tool's own directory");
   t.action(c, [&dir] {
+    workingOn(dir.empty() ? GeneralUtils::getCidFilePath().c_str() : dir.c_str());
     std::string cid, didPath;
     const int reason = GeneralUtils::cidFromFileReport(dir, cid, didPath);
     if (reason != 0) return fail("cid", didPath, GeneralUtils::fileErrorText(reason));
@@ -167,7 +168,10 @@ void addReadline(Tool& t) {
   c->add_option("N", limit, "buffer size, terminating NUL included")
       ->check(CLI::Range(1, kReadlineMost))
       ->capture_default_str();
-  t.action(c, [&limit] { return readlineCommand(limit); });
+  t.action(c, [&limit] {
+    workingOn("-");
+    return readlineCommand(limit);
+  });
 }
 
 }  // namespace

@@ -98,7 +98,10 @@ void addUrlencode(Tool& t) {
   std::string& text = t.keep<std::string>();
   CLI::Option* given = c->add_option("TEXT", text, "text to encode; absent: standard input");
   t.action(c, [&text, given] {
-    if (given->count() == 0) return encodeStdin();
+    if (given->count() == 0) {
+      workingOn("-");
+      return encodeStdin();
+    }
     line(GeneralUtils::EncodeURL(text));
     return kOk;
   });
