@@ -51,6 +51,9 @@ TEST_F(Tool, Contract) {
       {{T, "crc32c"}, "123456789", "e3069283 -\n", "", 0},
       {{T, "crc32c", f9, none, odd}, "", "e3069283 " + f9 + "\n\\e3069283 " + dir_ + "/a\\nb\\\\c\n", "generalutils: crc32c: '" + none + "': No such file or directory\n", 1},
       {{T, "hash8", "abc"}, "", "59000000\n", "", 0},
+      // Standard output that takes no more is a failure with the subcommand's own status.
+      {{"sh", "-c", t + "hash8 abc >/dev/full"}, "", "", "generalutils: hash8: 'standard output': No space left on device\n", 1},
+      {{"sh", "-c", t + "exec 'echo hi' >/dev/full"}, "", "", "generalutils: exec: 'standard output': No space left on device\n", 125},
       {{T, "strhash", "abc"}, "", "62C4\n", "", 0},
       {{T, "urlencode", "a/b c"}, "", "a%2Fb%20c\n", "", 0},
       {{T, "split", ",", "a,,b,"}, "", "a\n\nb\n\n", "", 0},
