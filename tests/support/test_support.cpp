@@ -1,5 +1,6 @@
 #include "test_support.h"
 
+#include <fcntl.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -41,18 +42,28 @@ RunResult run(const std::vector<std::string>& argv, const std::string& input) {
   return runShell(line, input);
 }
 
-RunResult runInChild(const std::function<int()>& body) {
+RunResult runInChild(const std::function<int()>& body, const std::string& input) {
   char out[] = "/tmp/gu-out-XXXXXX", err[] = "/tmp/gu-err-XXXXXX";
   const int outFd = ::mkstemp(out), errFd = ::mkstemp(err);
-  if (outFd < 0 || errFd < 0) throw std::runtime_error(out);
+  int in[2];
+  if (outFd < 0 || errFd < 0 || ::pipe2(in, O_CLOEXEC) != 0) throw std::runtime_error(out);
   std::fflush(nullptr);  // nothing buffered here is printed twice
   const pid_t pid = ::fork();
   if (pid == 0) {
-    ::dup2(outFd, 1), ::dup2(errFd, 2);
+    ::dup2(in[0], 0), ::dup2(outFd, 1), ::dup2(errFd, 2);
+    ::close(in[1]);  // else the child holds its own input open and never sees the end
     const int status = body();
     std::fflush(nullptr);
     ::_exit(status);
   }
+  ::signal(SIGPIPE, SIG_IGN);  // a child that exits without reading all its input is fine
+  ::close(in[0]);
+  for (size_t done = 0; done < input.size();) {
+    const ssize_t n = ::write(in[1], input.data() + done, input.size() - done);
+    if (n <= 0) break;
+    done += static_cast<size_t>(n);
+  }
+  ::close(in[1]);
   int status = 0;
   while (pid > 0 && ::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }

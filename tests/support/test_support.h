@@ -25,9 +25,10 @@ RunResult run(const std::vector<std::string>& argv, const std::string& input = "
 // Runs a shell command line the same way.
 RunResult runShell(const std::string& script, const std::string& input = "");
 
-// Runs body in a forked child, whose standard output and error are captured as run()'s are;
-// body's result is the child's exit status.
-RunResult runInChild(const std::function<int()>& body);
+// Runs body in a forked child, whose standard output and error are captured as run()'s are and
+// whose standard input is a pipe that gets `input` and is then closed; body's result is the
+// child's exit status.
+RunResult runInChild(const std::function<int()>& body, const std::string& input = "");
 
 // runInChild, with the child in user, network and UTS namespaces of its own (root in them),
 // where each setup command (an argv, run by run()) has run first. Status kNoNamespaces, with
