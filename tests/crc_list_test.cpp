@@ -100,6 +100,9 @@ TEST_F(CrcList, OptionsAndForms) {
       {{"-c", "--strict"}, good, "f9: OK\n", "", 0},
       {{"-c", "--ignore-missing"}, gone + good + gone, "f9: OK\n", "", 0},
       {{"-c", "--ignore-missing"}, gone, "", say("-", "no file was verified"), 1},
+      // Only a file that does not exist is ignored; one that can't be read is not.
+      {{"-c", "--ignore-missing"}, "e3069283 .\n" + good, ".: FAILED open or read\nf9: OK\n", say(".", "Is a directory") + warn("-", "1 listed file could not be read"), 1},
+      {{"-c"}, "e3069283 f9", "f9: OK\n", "", 0},  // a last line without its LF
       // Either case, a mode mark, CR LF, the --tag form and escapes are all read.
       {{"-c"}, "E3069283 *f9\r\ne3069283  f9\nCRC32C (f9) = E3069283\n\\e3069283 c\\rd\n", "f9: OK\nf9: OK\nf9: OK\n\\c\\rd: OK\n", "", 0},
       {{"-c"}, good + bad7, "f9: OK\n", warn("-", "7 lines are improperly formatted"), 0},
@@ -132,12 +135,16 @@ TEST_F(CrcList, LongListsCrossEveryBlockAndLongLinesAreSkipped) {
   // The longest line taken (its name too long to open), one byte more, and a line behind.
   const std::string longest(gutool::kListLineMost - 11, '/');
   list += "e3069283 " + longest + "f9\ne3069283 /" + longest + "f9\n00000000 f9\n";
+  // A line over two blocks long whose tail, starting on a block boundary, reads as a line.
+  const std::size_t boundary = (list.size() / gutool::kReadBlock + 2) * gutool::kReadBlock;
+  list += std::string(boundary - list.size(), 'x') + "e3069283 f9\n";
   gutest::writeFile("list", list);
   const gutest::RunResult r = crc({"-c", "--quiet", "-w", "list"});
   EXPECT_EQ(longest + "f9: FAILED open or read\nf9: FAILED\n", r.out);
   EXPECT_EQ(say(longest + "f9", "File name too long") +
                 say("list", std::to_string(lines + 2) + ": improperly formatted checksum line") +
-                warn("list", "1 line is improperly formatted") +
+                say("list", std::to_string(lines + 4) + ": improperly formatted checksum line") +
+                warn("list", "2 lines are improperly formatted") +
                 warn("list", "1 listed file could not be read") +
                 warn("list", "1 computed checksum did NOT match"),
             r.err);

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 #include <thread>
 
 #include "GeneralUtils.h"
@@ -183,4 +184,31 @@ TEST(Host, RecordsStayWholeWhileNewNamesArePublished) {
   });
   if (r.status == gutest::kNoNamespaces) GTEST_SKIP() << r.err;
   EXPECT_EQ("torn=0", r.out) << r.err;
+}
+
+// Threads that ask at the same moment for a name that has no record yet all get the one
+// record it then has. Each run is a new race, for a new name.
+TEST(Host, SimultaneousFirstCallsShareOneRecord) {
+  for (int run = 0; run < 8; ++run) {
+    const gutest::RunResult r = gutest::runInNamespaces({}, [run] {
+      const string name = "first-" + std::to_string(run);
+      if (::sethostname(name.data(), name.size()) != 0) return 1;
+      std::atomic<bool> go(false);
+      std::vector<const char*> got(16);
+      std::vector<std::thread> askers;
+      for (const char*& answer : got) {
+        askers.emplace_back([&go, &answer] {
+          while (!go) {
+          }
+          answer = getHostName();
+        });
+      }
+      go = true;
+      for (std::thread& t : askers) t.join();
+      std::printf("%zu", std::set<const char*>(got.begin(), got.end()).size());
+      return 0;
+    });
+    if (r.status == gutest::kNoNamespaces) GTEST_SKIP() << r.err;
+    EXPECT_EQ("1", r.out) << "run " << run;
+  }
 }

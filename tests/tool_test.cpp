@@ -19,19 +19,26 @@ using Text = Matcher<const std::string&>;
 
 using Tool = gutest::TempDirTest;
 
-// Every subcommand, in the order of --help.
-static const char kSubcommands[] =
-    "chain\nhash8\nstrhash\nurlencode\nsplit\ncut\nfirstline\ncrc32c\nexists\nisdir\nwritable\n"
-    "join\nsize\ncmp\ncp\nfingerprint\ninfo\nexedir\ntmpdir\ncid\nexec\nreadline\n";
+// Every subcommand with its arguments, in the order of --help.
+static const char kCalls[] =
+    "chain TEXT\nhash8 TEXT\nstrhash TEXT\nurlencode [TEXT]\nsplit [-0] SEP TEXT\n"
+    "cut MODE TOKEN TEXT\nfirstline TEXT\ncrc32c [OPTIONS] [FILE...]\nexists PATH\nisdir PATH\n"
+    "writable PATH\njoin FOLDER FILE\nsize FILE\ncmp [-s] A B\ncp SRC DST\nfingerprint\n"
+    "info [--json]\nexedir\ntmpdir\ncid [DIR]\nexec CMD\nreadline [N]\n";
 
 TEST_F(Tool, Contract) {
   const std::string T = GU_TOOL, t = "'" + T + "' ", f9 = path("f9"), copy = path("copy"),
-                    none = path("none"), fifo = path("fifo"), odd = path("a\nb\\c"), e = path("e");
+                    none = path("none"), fifo = path("fifo"), odd = path("a\nb\\c"), e = path("e"),
+                    most(gutool::kStrhashMost, 'a'),
+                    toolDir = std::filesystem::canonical(T).parent_path().string();
   // The completion of the words behind `complete`, one offer a line.
   const std::string complete =
       "source '" + T + ".bash'; c() { COMP_WORDS=(generalutils \"$@\"); " +
       "COMP_CWORD=$#; _generalutils; printf '%s\\n' \"${COMPREPLY[@]}\"; }; c ";
-  for (const std::string& f : {f9, odd}) gutest::writeFile(f, "123456789");
+  std::string names;  // the subcommands alone
+  for (const auto& call : GeneralUtils::splitString(kCalls, '\n'))
+    if (!call.empty()) names += GeneralUtils::GetUntilFirstSpecifiedString(call, " ") + "\n";
+  for (const std::string& f : {f9, path("f9b"), odd}) gutest::writeFile(f, "123456789");
   gutest::writeFile(path(".did"), "CID-7\r\nnext");
   ASSERT_EQ(0, ::mkdir(e.c_str(), 0755) | ::mkfifo(fifo.c_str(), 0600));
   gutest::writeFile(e + "/.did", "\nCID-8");
@@ -39,23 +46,36 @@ TEST_F(Tool, Contract) {
   struct { std::vector<std::string> argv; std::string in; Text out, err; int status; } cases[] = {
       // {argv}, stdin, stdout, stderr, exit status
       {{T}, "", "", HasSubstr("Subcommands:"), 2},
+      {{T, "--version"}, "", "generalutils " GU_VERSION "\n", "", 0},
       // --help's list (the manual page is its rendering) and the completion offer every subcommand.
-      {{"sh", "-c", t + "--help | sed -n '/^Subcommands:/,/^$/s/^  \\([a-z0-9]*\\).*/\\1/p'"}, "", kSubcommands, "", 0},
-      {{"bash", "-c", complete + "''"}, "", kSubcommands, "", 0},
+      {{"sh", "-c", t + "--help | sed -nE '/^Subcommands:/,/^$/s/^  ([^ ]+( [^ ]+)*)  +.*/\\1/p'"}, "", kCalls, "", 0},
+      {{"bash", "-c", complete + "''"}, "", names, "", 0},
       {{"bash", "-c", complete + "cut a"}, "", "after-first\nafter-last\n", "", 0},
       {{T, "crc32"}, "", "", "generalutils: 'crc32' is not a subcommand; see 'generalutils --help'\n", 2},
+      {{T, "-x"}, "", "", "generalutils: unknown option '-x'; see 'generalutils --help'\n", 2},
       {{T, "hash8", "-abc"}, "", "", "generalutils: hash8: unknown option '-abc'; put a text that begins with '-' behind '--'\n", 2},
+      {{T, "tmpdir", "-x"}, "", "", "generalutils: tmpdir: unknown option '-x'; see 'generalutils tmpdir --help'\n", 2},
+      {{T, "hash8"}, "", "", "generalutils: hash8: TEXT is required\n", 2},
+      {{T, "split", "--", "-ab", "x"}, "", "", "generalutils: split: SEP: must be exactly one byte\n", 2},
+      {{T, "split", "", "x"}, "", "", "generalutils: split: SEP: must be exactly one byte\n", 2},
+      {{T, "cut", "middle", "/", "a"}, "", "", "generalutils: cut: MODE: middle not in {after-first,after-last,first,last}\n", 2},
+      {{T, "strhash", most + "a"}, "", "", "generalutils: strhash: TEXT: longer than 65535 bytes, the most a 16-bit length covers\n", 2},
+      {{T, "readline", "0"}, "", "", "generalutils: readline: N: Value 0 not in range 1 to 1048576\n", 2},
+      {{T, "readline", "1048577"}, "", "", "generalutils: readline: N: Value 1048577 not in range 1 to 1048576\n", 2},
       {{T, "chain", "a.foo(1).bar(2).foo(3)"}, "", "foo(\t2\n", "", 0},
-      {{T, "chain", "a\nbc"}, "", "", "generalutils: chain: 'a bc': no call: the text has no '('\n", 1},
+      {{T, "chain", "a\nb\rc"}, "", "", "generalutils: chain: 'a b c': no call: the text has no '('\n", 1},
       {{T, "chain", "(a)"}, "", "", "generalutils: chain: '(a)': GetFirstFunctionNameAndCount: no function name in the chain text\n", 1},
       {{T, "crc32c"}, "123456789", "e3069283 -\n", "", 0},
+      {{T, "crc32c", "-", "-"}, "123456789", "e3069283 -\n00000000 -\n", "", 0},
       {{T, "crc32c", f9, none, odd}, "", "e3069283 " + f9 + "\n\\e3069283 " + dir_ + "/a\\nb\\\\c\n", "generalutils: crc32c: '" + none + "': No such file or directory\n", 1},
       {{T, "hash8", "abc"}, "", "59000000\n", "", 0},
       // Standard output that takes no more is a failure with the subcommand's own status.
       {{"sh", "-c", t + "hash8 abc >/dev/full"}, "", "", "generalutils: hash8: 'standard output': No space left on device\n", 1},
       {{"sh", "-c", t + "exec 'echo hi' >/dev/full"}, "", "", "generalutils: exec: 'standard output': No space left on device\n", 125},
       {{T, "strhash", "abc"}, "", "62C4\n", "", 0},
+      {{T, "strhash", most}, "", "1F00\n", "", 0},  // 32768 * 0x61 + 32767 * 0x6100, cut to 16 bits
       {{T, "urlencode", "a/b c"}, "", "a%2Fb%20c\n", "", 0},
+      {{T, "urlencode", ""}, "stdin", "\n", "", 0},  // an empty TEXT is a TEXT
       {{T, "split", ",", "a,,b,"}, "", "a\n\nb\n\n", "", 0},
       {{T, "split", "-0", ",", "a,b"}, "", std::string("a\0b\0", 4), "", 0},
       // One row per cut mode: a mode mapped to the wrong cut shows.
@@ -65,27 +85,31 @@ TEST_F(Tool, Contract) {
       {{T, "cut", "after-last", "/", "a/b/c"}, "", "c\n", "", 0},
       {{T, "firstline", "ab\ncd\r"}, "", "ab\ncd\n", "", 0},
       {{T, "exists", dir_}, "", "", "", 0},
+      {{T, "exists", none}, "", "", "", 1},
       {{T, "isdir", f9}, "", "", "", 1},
+      {{T, "isdir", dir_ + "\\"}, "", "", "", 0},
       {{T, "writable", "/proc/sys/kernel/ostype"}, "", "", "", 1},  // read-only even for root
+      {{T, "writable", f9}, "", "", "", 0},
       {{T, "join", "a/", "b"}, "", "a/b\n", "", 0},
-      {{T, "exedir"}, "", std::filesystem::canonical(T).parent_path().string() + "\n", "", 0},
+      {{T, "exedir"}, "", toolDir + "\n", "", 0},
       {{T, "tmpdir"}, "", "/var/tmp\n", "", 0},
-      {{T, "fingerprint"}, "", MatchesRegex("[0-9]{1,9}\n"), "", 0},
+      {{T, "fingerprint"}, "", GeneralUtils::GetSystemFingerprint() + "\n", "", 0},
       {{T, "size", f9}, "", "9\n", "", 0},
       {{T, "size", dir_}, "", "", "generalutils: size: '" + dir_ + "': Is a directory\n", 1},
-      {{T, "cp", f9, copy}, "", "", "", 0},
-      {{T, "cmp", f9, copy}, "", "", "", 0},
+      {{"sh", "-c", t + "cp " + f9 + " " + copy + " && cat " + copy}, "", "123456789", "", 0},
+      // Into the directory, under the source's last name.
+      {{"sh", "-c", t + "cp '" + odd + "' " + e + " && cat '" + e + "/a\nb\\c'"}, "", "123456789", "", 0},
+      {{T, "cmp", f9, path("f9b")}, "", "", "", 0},
       {{T, "cmp", "-s", f9, path(".did")}, "", "", "", 1},
       {{T, "cmp", "--quiet", f9, f9}, "", "", "", 0},
       {{T, "cmp", "--silent", f9, path(".did")}, "", "", "", 1},
-      {{T, "cp", odd, e}, "", "", "", 0},  // into the directory, under the source's last name
-      {{T, "cmp", odd, e + "/a\nb\\c"}, "", "", "", 0},
       {{T, "cmp", f9, none}, "", "", "generalutils: cmp: '" + none + "': No such file or directory\n", 2},
       {{T, "cp", f9, "/dev/null"}, "", "", "", 0},
       {{T, "cp", fifo, copy}, "", "", "generalutils: cp: '" + fifo + "': Not a regular file\n", 1},
       {{T, "cp", f9, "/dev/full"}, "", "", "generalutils: cp: '/dev/full': No space left on device\n", 1},
       {{T, "cp", f9, f9}, "", "", "generalutils: cp: '" + f9 + "': Same file as the source\n", 1},
       {{T, "cid", dir_}, "", "CID-7\r\n", "", 0},
+      {{T, "cid"}, "", "", "generalutils: cid: '" + toolDir + "/.did': No such file or directory\n", 1},
       {{T, "cid", none}, "", "", "generalutils: cid: '" + none + "/.did': No such file or directory\n", 1},
       {{T, "cid", e}, "", "", "generalutils: cid: '" + e + "/.did': First line is empty\n", 1},
       {{T, "exec", "printf 'a\\tb\\0x\\r\\nc'; echo e >&2; exit 3"}, "", "a\tbc", "e\n", 3},
@@ -93,6 +117,8 @@ TEST_F(Tool, Contract) {
       {{T, "exec", "--", "-x"}, "", "", ContainsRegex("-x: .*not found"), 127},
       {{"sh", "-c", t + "readline; cat"}, "a\nb\nc\n", "a\nb\nc\n", "", 0},  // nothing read ahead
       {{"sh", "-c", t + "readline 5; cat"}, "abcd\nx\n", "abcd\n\nx\n", "", 0},  // N-1 bytes: LF stays
+      {{"sh", "-c", t + "readline 1; cat"}, "ab\n", "\nab\n", "", 0},  // room for none
+      {{T, "readline", "1048576"}, "ab\n", "ab\n", "", 0},
       {{T, "readline"}, "tail", "tail\n", "", 0},
       {{T, "readline"}, "", "", "", 1},
       {{"sh", "-c", t + "readline <" + dir_}, "", "", "generalutils: readline: '-': Is a directory\n", 1},
