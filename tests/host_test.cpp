@@ -1,15 +1,10 @@
 // Host facts and the machine fingerprint, on real interfaces and node names: the checks run in
 // child processes with network and UTS namespaces of their own, set up with ip(8).
 #include <gmock/gmock.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -115,31 +110,6 @@ TEST(Host, MacHashAndNodeNameInNamespaces) {
                   fingerprintText(parts) + " " + fingerprintOfParts(parts),
               r.out);
   }
-}
-
-// From here on uname() fails with EPERM in this process.
-static bool failUname() {
-  sock_filter filter[] = {
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_uname, 0, 1),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-  };
-  sock_fprog program = {sizeof(filter) / sizeof(filter[0]), filter};
-  return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-         ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
-}
-
-TEST(Host, FailingUnameGivesUnknown) {
-  const gutest::RunResult r = gutest::runInChild([] {
-    if (!failUname()) return 3;
-    std::printf("%s|%s|%s|%04X|%s", getHostName(), getMachineDetails(), GetOS_Name().c_str(),
-                getMachineDetailsHash(), getSystemFingerprintParts().nodeName.c_str());
-    return 0;
-  });
-  if (r.status == 3) GTEST_SKIP() << "no seccomp filter to make uname() fail";
-  EXPECT_EQ("unknown|unknown||54BD|unknown", r.out);
-  EXPECT_EQ("uname: Operation not permitted\n", r.err);
 }
 
 // Node names that show a tear: "r<k>-" and k % 40 'x's.

@@ -20,15 +20,26 @@ namespace gutest {
 
 static const std::regex kQuote("'");
 
+// Writes text to a child's input; a child that exits without reading all of it is fine.
+static void writeAll(int fd, const std::string& text) {
+  ::signal(SIGPIPE, SIG_IGN);
+  for (size_t done = 0; done < text.size();) {
+    const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
+    if (n <= 0) break;
+    done += static_cast<size_t>(n);
+  }
+}
+
 RunResult runShell(const std::string& script, const std::string& input) {
   // Output goes to files, which never fill up: the child can't block on them while this side
   // is still writing its input. The input goes through a real pipe, closed once written.
   char out[] = "/tmp/gu-out-XXXXXX", err[] = "/tmp/gu-err-XXXXXX";
   if (::close(::mkstemp(out)) != 0 || ::close(::mkstemp(err)) != 0) throw std::runtime_error(out);
-  ::signal(SIGPIPE, SIG_IGN);  // a child that exits without reading all its input is fine
   FILE* pipe = ::popen(("exec >" + std::string(out) + " 2>" + err + "; " + script).c_str(), "we");
   if (pipe == nullptr) throw std::runtime_error("popen: " + script);
-  std::fwrite(input.data(), 1, input.size(), pipe);
+  // Written past stdio, whose buffer would otherwise fail pclose() once a child that reads
+  // nothing has gone.
+  writeAll(::fileno(pipe), input);
   const int status = ::pclose(pipe);
   RunResult r{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readFile(out),
               readFile(err)};
@@ -56,13 +67,8 @@ RunResult runInChild(const std::function<int()>& body, const std::string& input)
     std::fflush(nullptr);
     ::_exit(status);
   }
-  ::signal(SIGPIPE, SIG_IGN);  // a child that exits without reading all its input is fine
   ::close(in[0]);
-  for (size_t done = 0; done < input.size();) {
-    const ssize_t n = ::write(in[1], input.data() + done, input.size() - done);
-    if (n <= 0) break;
-    done += static_cast<size_t>(n);
-  }
+  writeAll(in[1], input);
   ::close(in[1]);
   int status = 0;
   while (pid > 0 && ::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
