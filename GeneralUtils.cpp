@@ -445,13 +445,26 @@ constexpr FoldBy kFoldBy{xPowModPoly(8 * kBytes + 31), xPowModPoly(8 * kBytes - 
 // its registers, so the fingerprint's text and other short keys go there straight away.
 constexpr size_t kFoldFrom = 128;
 
-// The register after the 128 bits of a finished fold (their CRC from a zero register), then
-// the last bytes on the crc32 chain.
-__attribute__((target(GU_CRC32_TARGET))) uint32_t finishFold(uint64_t h, uint64_t l,
-                                                             const unsigned char* p, size_t len) {
-  const uint64_t c = crc32Step8(crc32Step8(0, h), l);
-  return crc32cChains(~static_cast<uint32_t>(c), p, len);
+// Folding and the crc32 instruction run on different execution units, so the longest inputs
+// keep both busy: a block is folded over its first part while three crc32 chains take three
+// equal lanes behind it, each from a zero register, and the four results are then shifted to
+// the block's end and added. One round of the chains: kBytes more of each lane.
+template <size_t kLaneBytes, size_t kBytes>
+__attribute__((target(GU_CRC32_TARGET), always_inline)) inline void chainRound(
+    uint64_t& a, uint64_t& b, uint64_t& d, const unsigned char* p) {
+#pragma GCC unroll 8
+  for (size_t i = 0; i < kBytes; i += 8) {
+    a = crc32Step8(a, load64(p + i));
+    b = crc32Step8(b, load64(p + kLaneBytes + i));
+    d = crc32Step8(d, load64(p + 2 * kLaneBytes + i));
+  }
 }
+
+// A register times x^(8 * kBytes) is one carry-less multiplication by x^(8 * kBytes - 33) and
+// one crc32 step from zero: the product comes out times x, and the step multiplies by x^32
+// and reduces.
+template <size_t kBytes>
+constexpr uint64_t kShiftBy = xPowModPoly(8 * kBytes - 33);
 
 #endif
 
@@ -467,20 +480,39 @@ __attribute__((target("sse4.2,pclmul"))) inline __m128i foldConstant128(FoldBy f
 __attribute__((target("sse4.2,pclmul"))) inline __m128i load128(const unsigned char* p) {
   return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
+__attribute__((target("sse4.2,pclmul"))) inline uint64_t shiftRegister(uint64_t c, uint64_t k) {
+  const __m128i product = _mm_clmulepi64_si128(_mm_cvtsi64_si128(static_cast<long long>(c)),
+                                               _mm_cvtsi64_si128(static_cast<long long>(k)), 0);
+  return crc32Step8(0, static_cast<uint64_t>(_mm_cvtsi128_si64(product)));
+}
+// The register after the 128 bits of x, from zero.
+__attribute__((target("sse4.2,pclmul"))) inline uint64_t registerOf(__m128i x) {
+  return crc32Step8(crc32Step8(0, static_cast<uint64_t>(_mm_cvtsi128_si64(x))),
+                    static_cast<uint64_t>(_mm_extract_epi64(x, 1)));
+}
 
 // The last blocks of a fold, 16 bytes at a time, then the rest on the crc32 chain.
 __attribute__((target("sse4.2,pclmul"))) uint32_t finishFold128(__m128i x, const unsigned char* p,
                                                                 size_t len) {
   const __m128i k16 = foldConstant128(kFoldBy<16>);
   for (; len >= 16; len -= 16, p += 16) x = _mm_xor_si128(fold128(x, k16), load128(p));
-  return finishFold(static_cast<uint64_t>(_mm_cvtsi128_si64(x)),
-                    static_cast<uint64_t>(_mm_extract_epi64(x, 1)), p, len);
+  return crc32cChains(~static_cast<uint32_t>(registerOf(x)), p, len);
+}
+
+// Eight 16-byte accumulators folded into one, 64, 32 and 16 bytes on.
+__attribute__((target("sse4.2,pclmul"), always_inline)) inline __m128i joinFolds128(__m128i* x) {
+  const __m128i k64 = foldConstant128(kFoldBy<64>), k32 = foldConstant128(kFoldBy<32>);
+#pragma GCC unroll 4
+  for (size_t i = 0; i < 4; ++i) x[4 + i] = _mm_xor_si128(fold128(x[i], k64), x[4 + i]);
+  x[6] = _mm_xor_si128(fold128(x[4], k32), x[6]);
+  x[7] = _mm_xor_si128(fold128(x[5], k32), x[7]);
+  return _mm_xor_si128(fold128(x[6], foldConstant128(kFoldBy<16>)), x[7]);
 }
 
 // Eight 16-byte accumulators, 128 bytes a round: the multiplication's latency is hidden as
 // long as each accumulator waits for its own product only, and eight keep two multipliers busy.
-__attribute__((target("sse4.2,pclmul"))) uint32_t crc32cPclmul(uint32_t crc, const unsigned char* p,
-                                                               size_t len) {
+__attribute__((target("sse4.2,pclmul"))) uint32_t foldSse(uint32_t crc, const unsigned char* p,
+                                                          size_t len) {
   if (len < kFoldFrom) return crc32cChains(crc, p, len);
   constexpr size_t kWays = 8, kRound = 16 * kWays;
   static_assert(kRound <= kFoldFrom, "the first round is loaded whole");
@@ -495,13 +527,39 @@ __attribute__((target("sse4.2,pclmul"))) uint32_t crc32cPclmul(uint32_t crc, con
     for (size_t i = 0; i < kWays; ++i)
       x[i] = _mm_xor_si128(fold128(x[i], kMove), load128(p + 16 * i));
   }
-  // Halving: each of the first half moves onto its partner in the second, 64, 32, 16 bytes on.
-  const __m128i k64 = foldConstant128(kFoldBy<64>), k32 = foldConstant128(kFoldBy<32>);
-#pragma GCC unroll 4
-  for (size_t i = 0; i < 4; ++i) x[4 + i] = _mm_xor_si128(fold128(x[i], k64), x[4 + i]);
-  x[6] = _mm_xor_si128(fold128(x[4], k32), x[6]);
-  x[7] = _mm_xor_si128(fold128(x[5], k32), x[7]);
-  return finishFold128(_mm_xor_si128(fold128(x[6], foldConstant128(kFoldBy<16>)), x[7]), p, len);
+  return finishFold128(joinFolds128(x), p, len);
+}
+
+// Blocks of 32 rounds: 128 bytes folded and 48 bytes on each of three crc32 chains a round,
+// about the share each unit gets through in the same time where one 16-byte multiplication
+// can start every cycle.
+constexpr size_t kXmmRounds = 32, kXmmFold = 128 * kXmmRounds, kXmmLane = 48 * kXmmRounds;
+constexpr size_t kXmmBlock = kXmmFold + 3 * kXmmLane;
+
+__attribute__((target("sse4.2,pclmul"))) uint32_t crc32cPclmul(uint32_t crc, const unsigned char* p,
+                                                               size_t len) {
+  if (len < kFoldFrom) return crc32cChains(crc, p, len);
+  uint64_t c = ~crc;
+  for (; len >= kXmmBlock; len -= kXmmBlock, p += kXmmBlock) {
+    const unsigned char* const lanes = p + kXmmFold;
+    __m128i x[8];
+#pragma GCC unroll 8
+    for (size_t i = 0; i < 8; ++i) x[i] = load128(p + 16 * i);
+    x[0] = _mm_xor_si128(x[0], _mm_cvtsi64_si128(static_cast<long long>(c)));
+    uint64_t a = 0, b = 0, d = 0;
+    chainRound<kXmmLane, 48>(a, b, d, lanes);
+    const __m128i kMove = foldConstant128(kFoldBy<128>);
+    for (size_t r = 1; r < kXmmRounds; ++r) {
+#pragma GCC unroll 8
+      for (size_t i = 0; i < 8; ++i) {
+        x[i] = _mm_xor_si128(fold128(x[i], kMove), load128(p + 128 * r + 16 * i));
+      }
+      chainRound<kXmmLane, 48>(a, b, d, lanes + 48 * r);
+    }
+    c = shiftRegister(registerOf(joinFolds128(x)), kShiftBy<3 * kXmmLane>) ^
+        shiftRegister(a, kShiftBy<2 * kXmmLane>) ^ shiftRegister(b, kShiftBy<kXmmLane>) ^ d;
+  }
+  return foldSse(~static_cast<uint32_t>(c), p, len);
 }
 
 #endif
@@ -523,23 +581,35 @@ __attribute__((target(GU_YMM_TARGET))) inline __m256i load256(const unsigned cha
   return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
 }
 
+// Eight 32-byte accumulators folded into one, 128, 64 and 32 bytes on.
+__attribute__((target(GU_YMM_TARGET), always_inline)) inline __m256i joinFolds256(__m256i* y) {
+  const __m256i k128 = foldConstant256(kFoldBy<128>), k64 = foldConstant256(kFoldBy<64>);
+#pragma GCC unroll 4
+  for (size_t i = 0; i < 4; ++i) y[4 + i] = _mm256_xor_si256(fold256(y[i], k128), y[4 + i]);
+  y[6] = _mm256_xor_si256(fold256(y[4], k64), y[6]);
+  y[7] = _mm256_xor_si256(fold256(y[5], k64), y[7]);
+  return _mm256_xor_si256(fold256(y[6], foldConstant256(kFoldBy<32>)), y[7]);
+}
+// Its two 16-byte lanes joined into one.
+__attribute__((target(GU_YMM_TARGET))) inline __m128i joinLanes256(__m256i y) {
+  return _mm_xor_si128(fold128(_mm256_castsi256_si128(y), foldConstant128(kFoldBy<16>)),
+                       _mm256_extracti128_si256(y, 1));
+}
+
 // The last 32-byte blocks of a fold, then its two 16-byte lanes joined into one.
 __attribute__((target(GU_YMM_TARGET))) uint32_t finishFold256(__m256i y, const unsigned char* p,
                                                               size_t len) {
   const __m256i k32 = foldConstant256(kFoldBy<32>);
   for (; len >= 32; len -= 32, p += 32) y = _mm256_xor_si256(fold256(y, k32), load256(p));
-  const __m128i x = _mm_xor_si128(fold128(_mm256_castsi256_si128(y), foldConstant128(kFoldBy<16>)),
-                                  _mm256_extracti128_si256(y, 1));
-  return finishFold128(x, p, len);
+  return finishFold128(joinLanes256(y), p, len);
 }
 
 // Eight 32-byte accumulators, 256 bytes a round, each register two 16-byte lanes that fold
 // side by side.
-__attribute__((target(GU_YMM_TARGET))) uint32_t crc32cVpclmulAvx2(uint32_t crc,
-                                                                  const unsigned char* p,
-                                                                  size_t len) {
+__attribute__((target(GU_YMM_TARGET))) uint32_t foldAvx2(uint32_t crc, const unsigned char* p,
+                                                         size_t len) {
   constexpr size_t kWays = 8, kRound = 32 * kWays;
-  if (len < kRound) return crc32cPclmul(crc, p, len);
+  if (len < kRound) return foldSse(crc, p, len);
   __m256i y[kWays];
 #pragma GCC unroll 8
   for (size_t i = 0; i < kWays; ++i) y[i] = load256(p + 32 * i);
@@ -551,12 +621,39 @@ __attribute__((target(GU_YMM_TARGET))) uint32_t crc32cVpclmulAvx2(uint32_t crc,
     for (size_t i = 0; i < kWays; ++i)
       y[i] = _mm256_xor_si256(fold256(y[i], kMove), load256(p + 32 * i));
   }
-  const __m256i k128 = foldConstant256(kFoldBy<128>), k64 = foldConstant256(kFoldBy<64>);
-#pragma GCC unroll 4
-  for (size_t i = 0; i < 4; ++i) y[4 + i] = _mm256_xor_si256(fold256(y[i], k128), y[4 + i]);
-  y[6] = _mm256_xor_si256(fold256(y[4], k64), y[6]);
-  y[7] = _mm256_xor_si256(fold256(y[5], k64), y[7]);
-  return finishFold256(_mm256_xor_si256(fold256(y[6], foldConstant256(kFoldBy<32>)), y[7]), p, len);
+  return finishFold256(joinFolds256(y), p, len);
+}
+
+// Blocks of 32 rounds: 256 bytes folded and 64 bytes on each of three crc32 chains a round,
+// about the share each unit gets through in the same time.
+constexpr size_t kYmmRounds = 32, kYmmFold = 256 * kYmmRounds, kYmmLane = 64 * kYmmRounds;
+constexpr size_t kYmmBlock = kYmmFold + 3 * kYmmLane;
+
+__attribute__((target(GU_YMM_TARGET))) uint32_t crc32cVpclmulAvx2(uint32_t crc,
+                                                                  const unsigned char* p,
+                                                                  size_t len) {
+  if (len < kFoldFrom) return crc32cChains(crc, p, len);
+  uint64_t c = ~crc;
+  for (; len >= kYmmBlock; len -= kYmmBlock, p += kYmmBlock) {
+    const unsigned char* const lanes = p + kYmmFold;
+    __m256i y[8];
+#pragma GCC unroll 8
+    for (size_t i = 0; i < 8; ++i) y[i] = load256(p + 32 * i);
+    y[0] = _mm256_xor_si256(y[0], _mm256_set_epi64x(0, 0, 0, static_cast<long long>(c)));
+    uint64_t a = 0, b = 0, d = 0;
+    chainRound<kYmmLane, 64>(a, b, d, lanes);
+    const __m256i kMove = foldConstant256(kFoldBy<256>);
+    for (size_t r = 1; r < kYmmRounds; ++r) {
+#pragma GCC unroll 8
+      for (size_t i = 0; i < 8; ++i) {
+        y[i] = _mm256_xor_si256(fold256(y[i], kMove), load256(p + 256 * r + 32 * i));
+      }
+      chainRound<kYmmLane, 64>(a, b, d, lanes + 64 * r);
+    }
+    c = shiftRegister(registerOf(joinLanes256(joinFolds256(y))), kShiftBy<3 * kYmmLane>) ^
+        shiftRegister(a, kShiftBy<2 * kYmmLane>) ^ shiftRegister(b, kShiftBy<kYmmLane>) ^ d;
+  }
+  return foldAvx2(~static_cast<uint32_t>(c), p, len);
 }
 
 __attribute__((target(GU_ZMM_TARGET))) inline __m512i foldConstant512(FoldBy f) {
@@ -577,7 +674,8 @@ __attribute__((target(GU_ZMM_TARGET))) uint32_t crc32cVpclmulAvx512(uint32_t crc
                                                                     const unsigned char* p,
                                                                     size_t len) {
   constexpr size_t kWays = 4, kRound = 64 * kWays;
-  if (len < kRound) return crc32cPclmul(crc, p, len);
+  if (len < kFoldFrom) return crc32cChains(crc, p, len);
+  if (len < kRound) return foldSse(crc, p, len);
   __m512i z[kWays];
 #pragma GCC unroll 4
   for (size_t i = 0; i < kWays; ++i) z[i] = load512(p + 64 * i);
@@ -642,14 +740,16 @@ __attribute__((target(GU_PMULL_TARGET))) uint32_t crc32cPmull(uint32_t crc, cons
   x[7] = veorq_u64(fold128(x[5], k32), x[7]);
   x[7] = veorq_u64(fold128(x[6], k16), x[7]);
   for (; len >= 16; len -= 16, p += 16) x[7] = veorq_u64(fold128(x[7], k16), load128(p));
-  return finishFold(vgetq_lane_u64(x[7], 0), vgetq_lane_u64(x[7], 1), p, len);
+  // The register after the 128 bits left, from zero, then the last bytes on the crc32 chain.
+  const uint64_t c = crc32Step8(crc32Step8(0, vgetq_lane_u64(x[7], 0)), vgetq_lane_u64(x[7], 1));
+  return crc32cChains(~static_cast<uint32_t>(c), p, len);
 }
 
 #endif
 
 using CrcFunction = uint32_t (*)(uint32_t, const unsigned char*, size_t);
 struct CrcPath {
-  const char* name;
+  string name;  // a string, so that a lookup compares lengths first
   CrcFunction run;
 };
 

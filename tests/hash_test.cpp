@@ -78,8 +78,9 @@ TEST(Hash, Crc32cPathList) {
 
 // Every path this processor runs gives the bit loop's result, from random starting crcs: every
 // length up to 2100 at every alignment (the reference grows a byte at a time), lengths around
-// the three-chain path's 12 KiB rounds, 1 MiB + 13 misaligned, and two calls that hand the
-// result on at every split of 700 bytes. Folding goes 128 and 256 bytes a round.
+// the blocks of the long inputs (8.5 KiB with 16-byte folding, 12 KiB of three chains, 14 KiB
+// with 32-byte folding), 1 MiB + 13 misaligned, and two calls that hand the result on at
+// every split of 700 bytes. Folding goes 128 and 256 bytes a round.
 TEST(Hash, Crc32cPathsEqualTheBitwiseLoop) {
   std::mt19937 rng(3720);
   std::vector<unsigned char> data((size_t{1} << 20) + 64);
@@ -98,7 +99,8 @@ TEST(Hash, Crc32cPathsEqualTheBitwiseLoop) {
         check(crc32cOnPath(path, crc, &data[at], len), want, at, len, crc);
       }
     }
-    for (size_t len : {12287, 12288, 12289, 24583, 65541, (1 << 20) + 13}) {
+    for (size_t len : {8703, 8704, 8705, 12287, 12288, 12289, 14335, 14336, 14337, 24583, 28673,
+                       65541, (1 << 20) + 13}) {
       const uint32_t crc = rng();
       check(crc32cOnPath(path, crc, &data[3], len), crc32cBitwise(crc, &data[3], len), 3, len, crc);
     }
