@@ -749,7 +749,8 @@ __attribute__((target(GU_PMULL_TARGET))) uint32_t crc32cPmull(uint32_t crc, cons
 
 using CrcFunction = uint32_t (*)(uint32_t, const unsigned char*, size_t);
 struct CrcPath {
-  string name;  // a string, so that a lookup compares lengths first
+  const char* name;
+  size_t size;  // strlen(name), so that a lookup compares lengths first
   CrcFunction run;
 };
 
@@ -781,22 +782,34 @@ CrcFeatures crcFeatures() {
 #endif
 
 // The paths this processor runs, the fastest first and the bit loop last, found once.
-const vector<CrcPath>& crcPathsHere() {
-  static const vector<CrcPath> paths = [] {
-    vector<CrcPath> found;
+// The paths this processor runs, the fastest first and the bit loop last, found once. A fixed
+// array rather than a vector: crc32c allocates nothing, so it cannot fail.
+struct CrcPaths {
+  CrcPath path[5];
+  size_t count;
+  const CrcPath* begin() const { return path; }
+  const CrcPath* end() const { return path + count; }
+};
+
+const CrcPaths& crcPathsHere() {
+  static const CrcPaths paths = [] {
+    CrcPaths found{};
+    const auto add = [&found](const char* name, CrcFunction run) {
+      found.path[found.count++] = CrcPath{name, strlen(name), run};
+    };
 #if defined(__x86_64__)
     const CrcFeatures f = crcFeatures();
-    if (f.avx512Clmul) found.push_back({"avx512-vpclmulqdq", crc32cVpclmulAvx512});
-    if (f.avx2Clmul) found.push_back({"avx2-vpclmulqdq", crc32cVpclmulAvx2});
-    if (f.pclmul) found.push_back({"sse4.2-pclmulqdq", crc32cPclmul});
-    if (f.crc32) found.push_back({"sse4.2-crc32", crc32cChains});
+    if (f.avx512Clmul) add("avx512-vpclmulqdq", crc32cVpclmulAvx512);
+    if (f.avx2Clmul) add("avx2-vpclmulqdq", crc32cVpclmulAvx2);
+    if (f.pclmul) add("sse4.2-pclmulqdq", crc32cPclmul);
+    if (f.crc32) add("sse4.2-crc32", crc32cChains);
 #elif defined(__aarch64__)
     const unsigned long hwcap = ::getauxval(AT_HWCAP);
     const bool crc32 = (hwcap & HWCAP_CRC32) != 0;
-    if (crc32 && (hwcap & HWCAP_PMULL) != 0) found.push_back({"armv8-pmull", crc32cPmull});
-    if (crc32) found.push_back({"armv8-crc32", crc32cChains});
+    if (crc32 && (hwcap & HWCAP_PMULL) != 0) add("armv8-pmull", crc32cPmull);
+    if (crc32) add("armv8-crc32", crc32cChains);
 #endif
-    found.push_back({"bitwise", crc32cBitwise});
+    add("bitwise", crc32cBitwise);
     return found;
   }();
   return paths;
@@ -806,7 +819,7 @@ const vector<CrcPath>& crcPathsHere() {
 
 uint32_t crc32c(uint32_t crc, const unsigned char* buf, size_t len) {
   // Chosen once per process; the run-time's guard makes the first call thread-safe.
-  static const CrcFunction run = crcPathsHere().front().run;
+  static const CrcFunction run = crcPathsHere().path[0].run;
   return run(crc, buf, len);
 }
 
@@ -818,7 +831,9 @@ vector<string> crc32cPaths() {
 
 uint32_t crc32cOnPath(const string& path, uint32_t crc, const unsigned char* buf, size_t len) {
   for (const CrcPath& p : crcPathsHere()) {
-    if (path == p.name) return p.run(crc, buf, len);
+    if (path.size() == p.size && memcmp(path.data(), p.name, p.size) == 0) {
+      return p.run(crc, buf, len);
+    }
   }
   throw invalid_argument("No CRC-32C path of this processor: " + path);
 }
