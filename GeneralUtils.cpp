@@ -509,8 +509,8 @@ __attribute__((target("sse4.2,pclmul"), always_inline)) inline __m128i joinFolds
   return _mm_xor_si128(fold128(x[6], foldConstant128(kFoldBy<16>)), x[7]);
 }
 
-// Eight 16-byte accumulators, 128 bytes a round: the multiplication's latency is hidden as
-// long as each accumulator waits for its own product only, and eight keep two multipliers busy.
+// Eight 16-byte accumulators, 128 bytes a round: each waits for its own products only, so the
+// multiplication's latency is hidden even where one can start every cycle.
 __attribute__((target("sse4.2,pclmul"))) uint32_t foldSse(uint32_t crc, const unsigned char* p,
                                                           size_t len) {
   if (len < kFoldFrom) return crc32cChains(crc, p, len);
