@@ -119,7 +119,8 @@ GENERALUTILS_API UINT GetFirstFunctionNameAndCount(const string& sChainCall,
 
 // ---------------------------------------------------------------------------
 // Hashes
-// None is cryptographic. They read only what they are given and cannot fail.
+// None is cryptographic. They read only what they are given and cannot fail, except
+// crc32cOnPath on a name it doesn't know.
 // ---------------------------------------------------------------------------
 // 16-bit sum of str[0..len): even elements added plain, odd ones shifted left by 8, only the
 // low 16 bits of each counting. Defined for T = unsigned char and T = unsigned int only;
