@@ -23,7 +23,11 @@
 #include <stdexcept>
 #if defined(__x86_64__)
 #include <cpuid.h>
-#include <nmmintrin.h>
+#include <immintrin.h>
+#elif defined(__aarch64__)
+#include <arm_acle.h>
+#include <arm_neon.h>
+#include <sys/auxv.h>
 #endif
 
 namespace GeneralUtils {
@@ -352,7 +356,41 @@ constexpr uint32_t xPowModPoly(uint64_t n) {
   return result;
 }
 
+#if defined(__x86_64__) || defined(__aarch64__)
+
+// The instructions each path needs, per function, so that the library builds for any
+// processor of its architecture and decides at run time. clang spells the ARMv8 extensions
+// without the '+' and offers the crc32 instruction as a builtin only.
 #if defined(__x86_64__)
+#define GU_CRC32_TARGET "sse4.2"
+#elif defined(__clang__)
+#define GU_CRC32_TARGET "crc"
+#define GU_PMULL_TARGET "crc,aes"
+#else
+#define GU_CRC32_TARGET "+crc"
+#define GU_PMULL_TARGET "+crc+crypto"
+#endif
+
+// The crc32 instruction on 8 bytes and on 1 byte, the register held in 64 bits throughout.
+// x86-64 and ARMv8 compute the same step, so the chains below serve both.
+__attribute__((target(GU_CRC32_TARGET))) inline uint64_t crc32Step8(uint64_t c, uint64_t v) {
+#if defined(__x86_64__)
+  return _mm_crc32_u64(c, v);
+#elif defined(__clang__)
+  return __builtin_arm_crc32cd(static_cast<uint32_t>(c), v);
+#else
+  return __crc32cd(static_cast<uint32_t>(c), v);
+#endif
+}
+__attribute__((target(GU_CRC32_TARGET))) inline uint64_t crc32Step1(uint64_t c, unsigned char v) {
+#if defined(__x86_64__)
+  return _mm_crc32_u8(static_cast<uint32_t>(c), v);
+#elif defined(__clang__)
+  return __builtin_arm_crc32cb(static_cast<uint32_t>(c), v);
+#else
+  return __crc32cb(static_cast<uint32_t>(c), v);
+#endif
+}
 
 // The long inputs run as three independent chains over adjacent lanes: the crc32
 // instruction takes three cycles but can start every cycle, so three chains keep it busy.
@@ -369,41 +407,435 @@ inline uint64_t load64(const unsigned char* p) {
   return v;
 }
 
-__attribute__((target("sse4.2"))) uint32_t crc32cHardware(uint32_t crc, const unsigned char* p,
-                                                          size_t len) {
+__attribute__((target(GU_CRC32_TARGET))) uint32_t crc32cChains(uint32_t crc, const unsigned char* p,
+                                                               size_t len) {
   uint64_t c = ~crc;
-  for (; len > 0 && (reinterpret_cast<uintptr_t>(p) & 7) != 0; --len) c = _mm_crc32_u8(c, *p++);
+  for (; len > 0 && (reinterpret_cast<uintptr_t>(p) & 7) != 0; --len) c = crc32Step1(c, *p++);
   for (; len >= 3 * kLane; len -= 3 * kLane, p += 3 * kLane) {
     uint64_t a = c, b = 0, d = 0;
     for (size_t i = 0; i < kLane; i += 8) {
-      a = _mm_crc32_u64(a, load64(p + i));
-      b = _mm_crc32_u64(b, load64(p + kLane + i));
-      d = _mm_crc32_u64(d, load64(p + 2 * kLane + i));
+      a = crc32Step8(a, load64(p + i));
+      b = crc32Step8(b, load64(p + kLane + i));
+      d = crc32Step8(d, load64(p + 2 * kLane + i));
     }
     c = multModPoly(kShiftTwoLanes, static_cast<uint32_t>(a)) ^
         multModPoly(kShiftLane, static_cast<uint32_t>(b)) ^ static_cast<uint32_t>(d);
   }
-  for (; len >= 8; len -= 8, p += 8) c = _mm_crc32_u64(c, load64(p));
-  for (; len > 0; --len) c = _mm_crc32_u8(c, *p++);
+  for (; len >= 8; len -= 8, p += 8) c = crc32Step8(c, load64(p));
+  for (; len > 0; --len) c = crc32Step1(c, *p++);
   return ~static_cast<uint32_t>(c);
 }
 
-bool processorHasCrc32() {
-  unsigned int eax = 0, ebx = 0, ecx = 0, edx = 0;
-  return __get_cpuid(1, &eax, &ebx, &ecx, &edx) != 0 && (ecx & bit_SSE4_2) != 0;
+// Folding. A 16-byte block in a vector register is the polynomial of its 128 bits, reflected
+// like the CRC: bit 0 of byte 0 is x^127, so the low 64 bits hold the high half H and the high
+// 64 bits the low half L. Moving a block n bytes on multiplies it by x^(8n), and H * x^(8n+64)
+// and L * x^(8n) are each one carry-less multiplication by that power reduced modulo POLY, a
+// 32-bit constant, the product added into the block n bytes on. The product of two reflected
+// 64-bit values is the true product times x, and a 32-bit reflected constant in a 64-bit lane
+// counts as itself times x^32: the exponents below make up for both. The 128 bits left at the
+// end go through the crc32 instruction, which every processor with the multiplication has.
+struct FoldBy {
+  uint64_t high;  // multiplies H, the low 64 bits of a block
+  uint64_t low;   // multiplies L, the high 64 bits
+};
+template <size_t kBytes>
+constexpr FoldBy kFoldBy{xPowModPoly(8 * kBytes + 31), xPowModPoly(8 * kBytes - 33)};
+
+// Below this length the single chain of crc32cChains is done before folding would have filled
+// its registers, so the fingerprint's text and other short keys go there straight away.
+constexpr size_t kFoldFrom = 128;
+
+// Folding and the crc32 instruction run on different execution units, so the longest inputs
+// keep both busy: a block is folded over its first part while three crc32 chains take three
+// equal lanes behind it, each from a zero register, and the four results are then shifted to
+// the block's end and added. One round of the chains: kBytes more of each lane.
+template <size_t kLaneBytes, size_t kBytes>
+__attribute__((target(GU_CRC32_TARGET), always_inline)) inline void chainRound(
+    uint64_t& a, uint64_t& b, uint64_t& d, const unsigned char* p) {
+#pragma GCC unroll 8
+  for (size_t i = 0; i < kBytes; i += 8) {
+    a = crc32Step8(a, load64(p + i));
+    b = crc32Step8(b, load64(p + kLaneBytes + i));
+    d = crc32Step8(d, load64(p + 2 * kLaneBytes + i));
+  }
+}
+
+// A register times x^(8 * kBytes) is one carry-less multiplication by x^(8 * kBytes - 33) and
+// one crc32 step from zero: the product comes out times x, and the step multiplies by x^32
+// and reduces.
+template <size_t kBytes>
+constexpr uint64_t kShiftBy = xPowModPoly(8 * kBytes - 33);
+
+#endif
+
+#if defined(__x86_64__)
+
+// One 128-bit block moved on by the distance k was made for.
+__attribute__((target("sse4.2,pclmul"))) inline __m128i fold128(__m128i x, __m128i k) {
+  return _mm_xor_si128(_mm_clmulepi64_si128(x, k, 0x00), _mm_clmulepi64_si128(x, k, 0x11));
+}
+__attribute__((target("sse4.2,pclmul"))) inline __m128i foldConstant128(FoldBy f) {
+  return _mm_set_epi64x(static_cast<long long>(f.low), static_cast<long long>(f.high));
+}
+__attribute__((target("sse4.2,pclmul"))) inline __m128i load128(const unsigned char* p) {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+__attribute__((target("sse4.2,pclmul"))) inline uint64_t shiftRegister(uint64_t c, uint64_t k) {
+  const __m128i product = _mm_clmulepi64_si128(_mm_cvtsi64_si128(static_cast<long long>(c)),
+                                               _mm_cvtsi64_si128(static_cast<long long>(k)), 0);
+  return crc32Step8(0, static_cast<uint64_t>(_mm_cvtsi128_si64(product)));
+}
+// The register after the 128 bits of x, from zero.
+__attribute__((target("sse4.2,pclmul"))) inline uint64_t registerOf(__m128i x) {
+  return crc32Step8(crc32Step8(0, static_cast<uint64_t>(_mm_cvtsi128_si64(x))),
+                    static_cast<uint64_t>(_mm_extract_epi64(x, 1)));
+}
+
+// The last blocks of a fold, 16 bytes at a time, then the rest on the crc32 chain.
+__attribute__((target("sse4.2,pclmul"))) uint32_t finishFold128(__m128i x, const unsigned char* p,
+                                                                size_t len) {
+  const __m128i k16 = foldConstant128(kFoldBy<16>);
+  for (; len >= 16; len -= 16, p += 16) x = _mm_xor_si128(fold128(x, k16), load128(p));
+  return crc32cChains(~static_cast<uint32_t>(registerOf(x)), p, len);
+}
+
+// Eight 16-byte accumulators folded into one, 64, 32 and 16 bytes on.
+__attribute__((target("sse4.2,pclmul"), always_inline)) inline __m128i joinFolds128(__m128i* x) {
+  const __m128i k64 = foldConstant128(kFoldBy<64>), k32 = foldConstant128(kFoldBy<32>);
+#pragma GCC unroll 4
+  for (size_t i = 0; i < 4; ++i) x[4 + i] = _mm_xor_si128(fold128(x[i], k64), x[4 + i]);
+  x[6] = _mm_xor_si128(fold128(x[4], k32), x[6]);
+  x[7] = _mm_xor_si128(fold128(x[5], k32), x[7]);
+  return _mm_xor_si128(fold128(x[6], foldConstant128(kFoldBy<16>)), x[7]);
+}
+
+// Eight 16-byte accumulators, 128 bytes a round: each waits for its own products only, so the
+// multiplication's latency is hidden even where one can start every cycle.
+__attribute__((target("sse4.2,pclmul"))) uint32_t foldSse(uint32_t crc, const unsigned char* p,
+                                                          size_t len) {
+  if (len < kFoldFrom) return crc32cChains(crc, p, len);
+  constexpr size_t kWays = 8, kRound = 16 * kWays;
+  static_assert(kRound <= kFoldFrom, "the first round is loaded whole");
+  __m128i x[kWays];
+#pragma GCC unroll 8
+  for (size_t i = 0; i < kWays; ++i) x[i] = load128(p + 16 * i);
+  x[0] = _mm_xor_si128(x[0], _mm_cvtsi32_si128(static_cast<int>(~crc)));
+  p += kRound, len -= kRound;
+  const __m128i kMove = foldConstant128(kFoldBy<kRound>);
+  for (; len >= kRound; len -= kRound, p += kRound) {
+#pragma GCC unroll 8
+    for (size_t i = 0; i < kWays; ++i)
+      x[i] = _mm_xor_si128(fold128(x[i], kMove), load128(p + 16 * i));
+  }
+  return finishFold128(joinFolds128(x), p, len);
+}
+
+// Blocks of 32 rounds: 128 bytes folded and 48 bytes on each of three crc32 chains a round,
+// about the share each unit gets through in the same time where one 16-byte multiplication
+// can start every cycle.
+constexpr size_t kXmmRounds = 32, kXmmFold = 128 * kXmmRounds, kXmmLane = 48 * kXmmRounds;
+constexpr size_t kXmmBlock = kXmmFold + 3 * kXmmLane;
+
+__attribute__((target("sse4.2,pclmul"))) uint32_t crc32cPclmul(uint32_t crc, const unsigned char* p,
+                                                               size_t len) {
+  if (len < kFoldFrom) return crc32cChains(crc, p, len);
+  uint64_t c = ~crc;
+  for (; len >= kXmmBlock; len -= kXmmBlock, p += kXmmBlock) {
+    const unsigned char* const lanes = p + kXmmFold;
+    __m128i x[8];
+#pragma GCC unroll 8
+    for (size_t i = 0; i < 8; ++i) x[i] = load128(p + 16 * i);
+    x[0] = _mm_xor_si128(x[0], _mm_cvtsi64_si128(static_cast<long long>(c)));
+    uint64_t a = 0, b = 0, d = 0;
+    chainRound<kXmmLane, 48>(a, b, d, lanes);
+    const __m128i kMove = foldConstant128(kFoldBy<128>);
+    for (size_t r = 1; r < kXmmRounds; ++r) {
+#pragma GCC unroll 8
+      for (size_t i = 0; i < 8; ++i) {
+        x[i] = _mm_xor_si128(fold128(x[i], kMove), load128(p + 128 * r + 16 * i));
+      }
+      chainRound<kXmmLane, 48>(a, b, d, lanes + 48 * r);
+    }
+    c = shiftRegister(registerOf(joinFolds128(x)), kShiftBy<3 * kXmmLane>) ^
+        shiftRegister(a, kShiftBy<2 * kXmmLane>) ^ shiftRegister(b, kShiftBy<kXmmLane>) ^ d;
+  }
+  return foldSse(~static_cast<uint32_t>(c), p, len);
 }
 
 #endif
+
+#if defined(__x86_64__)
+
+#define GU_YMM_TARGET "sse4.2,pclmul,avx2,vpclmulqdq"
+#define GU_ZMM_TARGET "sse4.2,pclmul,avx2,avx512f,vpclmulqdq"
+
+__attribute__((target(GU_YMM_TARGET))) inline __m256i fold256(__m256i x, __m256i k) {
+  return _mm256_xor_si256(_mm256_clmulepi64_epi128(x, k, 0x00),
+                          _mm256_clmulepi64_epi128(x, k, 0x11));
+}
+__attribute__((target(GU_YMM_TARGET))) inline __m256i foldConstant256(FoldBy f) {
+  const auto h = static_cast<long long>(f.high), l = static_cast<long long>(f.low);
+  return _mm256_set_epi64x(l, h, l, h);
+}
+__attribute__((target(GU_YMM_TARGET))) inline __m256i load256(const unsigned char* p) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+}
+
+// Eight 32-byte accumulators folded into one, 128, 64 and 32 bytes on.
+__attribute__((target(GU_YMM_TARGET), always_inline)) inline __m256i joinFolds256(__m256i* y) {
+  const __m256i k128 = foldConstant256(kFoldBy<128>), k64 = foldConstant256(kFoldBy<64>);
+#pragma GCC unroll 4
+  for (size_t i = 0; i < 4; ++i) y[4 + i] = _mm256_xor_si256(fold256(y[i], k128), y[4 + i]);
+  y[6] = _mm256_xor_si256(fold256(y[4], k64), y[6]);
+  y[7] = _mm256_xor_si256(fold256(y[5], k64), y[7]);
+  return _mm256_xor_si256(fold256(y[6], foldConstant256(kFoldBy<32>)), y[7]);
+}
+// Its two 16-byte lanes joined into one.
+__attribute__((target(GU_YMM_TARGET))) inline __m128i joinLanes256(__m256i y) {
+  return _mm_xor_si128(fold128(_mm256_castsi256_si128(y), foldConstant128(kFoldBy<16>)),
+                       _mm256_extracti128_si256(y, 1));
+}
+
+// The last 32-byte blocks of a fold, then its two 16-byte lanes joined into one.
+__attribute__((target(GU_YMM_TARGET))) uint32_t finishFold256(__m256i y, const unsigned char* p,
+                                                              size_t len) {
+  const __m256i k32 = foldConstant256(kFoldBy<32>);
+  for (; len >= 32; len -= 32, p += 32) y = _mm256_xor_si256(fold256(y, k32), load256(p));
+  return finishFold128(joinLanes256(y), p, len);
+}
+
+// Eight 32-byte accumulators, 256 bytes a round, each register two 16-byte lanes that fold
+// side by side.
+__attribute__((target(GU_YMM_TARGET))) uint32_t foldAvx2(uint32_t crc, const unsigned char* p,
+                                                         size_t len) {
+  constexpr size_t kWays = 8, kRound = 32 * kWays;
+  if (len < kRound) return foldSse(crc, p, len);
+  __m256i y[kWays];
+#pragma GCC unroll 8
+  for (size_t i = 0; i < kWays; ++i) y[i] = load256(p + 32 * i);
+  y[0] = _mm256_xor_si256(y[0], _mm256_set_epi64x(0, 0, 0, static_cast<uint32_t>(~crc)));
+  p += kRound, len -= kRound;
+  const __m256i kMove = foldConstant256(kFoldBy<kRound>);
+  for (; len >= kRound; len -= kRound, p += kRound) {
+#pragma GCC unroll 8
+    for (size_t i = 0; i < kWays; ++i)
+      y[i] = _mm256_xor_si256(fold256(y[i], kMove), load256(p + 32 * i));
+  }
+  return finishFold256(joinFolds256(y), p, len);
+}
+
+// Blocks of 32 rounds: 256 bytes folded and 64 bytes on each of three crc32 chains a round,
+// about the share each unit gets through in the same time.
+constexpr size_t kYmmRounds = 32, kYmmFold = 256 * kYmmRounds, kYmmLane = 64 * kYmmRounds;
+constexpr size_t kYmmBlock = kYmmFold + 3 * kYmmLane;
+
+__attribute__((target(GU_YMM_TARGET))) uint32_t crc32cVpclmulAvx2(uint32_t crc,
+                                                                  const unsigned char* p,
+                                                                  size_t len) {
+  if (len < kFoldFrom) return crc32cChains(crc, p, len);
+  uint64_t c = ~crc;
+  for (; len >= kYmmBlock; len -= kYmmBlock, p += kYmmBlock) {
+    const unsigned char* const lanes = p + kYmmFold;
+    __m256i y[8];
+#pragma GCC unroll 8
+    for (size_t i = 0; i < 8; ++i) y[i] = load256(p + 32 * i);
+    y[0] = _mm256_xor_si256(y[0], _mm256_set_epi64x(0, 0, 0, static_cast<long long>(c)));
+    uint64_t a = 0, b = 0, d = 0;
+    chainRound<kYmmLane, 64>(a, b, d, lanes);
+    const __m256i kMove = foldConstant256(kFoldBy<256>);
+    for (size_t r = 1; r < kYmmRounds; ++r) {
+#pragma GCC unroll 8
+      for (size_t i = 0; i < 8; ++i) {
+        y[i] = _mm256_xor_si256(fold256(y[i], kMove), load256(p + 256 * r + 32 * i));
+      }
+      chainRound<kYmmLane, 64>(a, b, d, lanes + 64 * r);
+    }
+    c = shiftRegister(registerOf(joinLanes256(joinFolds256(y))), kShiftBy<3 * kYmmLane>) ^
+        shiftRegister(a, kShiftBy<2 * kYmmLane>) ^ shiftRegister(b, kShiftBy<kYmmLane>) ^ d;
+  }
+  return foldAvx2(~static_cast<uint32_t>(c), p, len);
+}
+
+__attribute__((target(GU_ZMM_TARGET))) inline __m512i foldConstant512(FoldBy f) {
+  const auto h = static_cast<long long>(f.high), l = static_cast<long long>(f.low);
+  return _mm512_set_epi64(l, h, l, h, l, h, l, h);
+}
+__attribute__((target(GU_ZMM_TARGET))) inline __m512i load512(const unsigned char* p) {
+  return _mm512_loadu_si512(p);
+}
+// One 64-byte block moved on and added to `next` in one three-way exclusive or.
+__attribute__((target(GU_ZMM_TARGET))) inline __m512i fold512(__m512i x, __m512i k, __m512i next) {
+  return _mm512_ternarylogic_epi64(_mm512_clmulepi64_epi128(x, k, 0x00),
+                                   _mm512_clmulepi64_epi128(x, k, 0x11), next, 0x96);
+}
+
+// Four 64-byte accumulators, 256 bytes a round, each register four 16-byte lanes.
+__attribute__((target(GU_ZMM_TARGET))) uint32_t crc32cVpclmulAvx512(uint32_t crc,
+                                                                    const unsigned char* p,
+                                                                    size_t len) {
+  constexpr size_t kWays = 4, kRound = 64 * kWays;
+  if (len < kFoldFrom) return crc32cChains(crc, p, len);
+  if (len < kRound) return foldSse(crc, p, len);
+  __m512i z[kWays];
+#pragma GCC unroll 4
+  for (size_t i = 0; i < kWays; ++i) z[i] = load512(p + 64 * i);
+  z[0] = _mm512_xor_si512(z[0], _mm512_set_epi64(0, 0, 0, 0, 0, 0, 0, static_cast<uint32_t>(~crc)));
+  p += kRound, len -= kRound;
+  const __m512i kMove = foldConstant512(kFoldBy<kRound>);
+  for (; len >= kRound; len -= kRound, p += kRound) {
+#pragma GCC unroll 4
+    for (size_t i = 0; i < kWays; ++i) z[i] = fold512(z[i], kMove, load512(p + 64 * i));
+  }
+  const __m512i k128 = foldConstant512(kFoldBy<128>), k64 = foldConstant512(kFoldBy<64>);
+  z[2] = fold512(z[0], k128, z[2]);
+  z[3] = fold512(z[1], k128, z[3]);
+  z[3] = fold512(z[2], k64, z[3]);
+  for (; len >= 64; len -= 64, p += 64) z[3] = fold512(z[3], k64, load512(p));
+  // The zero-masked extracts: g++ 12 warns that the plain ones' undefined filler is read.
+  const __m256i y = _mm256_xor_si256(
+      fold256(_mm512_maskz_extracti64x4_epi64(0xFF, z[3], 0), foldConstant256(kFoldBy<32>)),
+      _mm512_maskz_extracti64x4_epi64(0xFF, z[3], 1));
+  return finishFold256(y, p, len);
+}
+
+#endif
+
+#if defined(__aarch64__)
+
+// One 128-bit block moved on by the distance k was made for.
+__attribute__((target(GU_PMULL_TARGET))) inline uint64x2_t fold128(uint64x2_t x, uint64x2_t k) {
+  const poly128_t h = vmull_p64(vgetq_lane_p64(vreinterpretq_p64_u64(x), 0),
+                                vgetq_lane_p64(vreinterpretq_p64_u64(k), 0));
+  const poly128_t l = vmull_high_p64(vreinterpretq_p64_u64(x), vreinterpretq_p64_u64(k));
+  return veorq_u64(vreinterpretq_u64_p128(h), vreinterpretq_u64_p128(l));
+}
+__attribute__((target(GU_PMULL_TARGET))) inline uint64x2_t foldConstant128(FoldBy f) {
+  return vcombine_u64(vcreate_u64(f.high), vcreate_u64(f.low));
+}
+__attribute__((target(GU_PMULL_TARGET))) inline uint64x2_t load128(const unsigned char* p) {
+  return vreinterpretq_u64_u8(vld1q_u8(p));
+}
+
+// Eight 16-byte accumulators, 128 bytes a round, as on x86-64.
+__attribute__((target(GU_PMULL_TARGET))) uint32_t crc32cPmull(uint32_t crc, const unsigned char* p,
+                                                              size_t len) {
+  if (len < kFoldFrom) return crc32cChains(crc, p, len);
+  constexpr size_t kWays = 8, kRound = 16 * kWays;
+  static_assert(kRound <= kFoldFrom, "the first round is loaded whole");
+  uint64x2_t x[kWays];
+#pragma GCC unroll 8
+  for (size_t i = 0; i < kWays; ++i) x[i] = load128(p + 16 * i);
+  x[0] = veorq_u64(x[0], vcombine_u64(vcreate_u64(static_cast<uint32_t>(~crc)), vcreate_u64(0)));
+  p += kRound, len -= kRound;
+  const uint64x2_t kMove = foldConstant128(kFoldBy<kRound>);
+  for (; len >= kRound; len -= kRound, p += kRound) {
+#pragma GCC unroll 8
+    for (size_t i = 0; i < kWays; ++i) x[i] = veorq_u64(fold128(x[i], kMove), load128(p + 16 * i));
+  }
+  const uint64x2_t k64 = foldConstant128(kFoldBy<64>), k32 = foldConstant128(kFoldBy<32>);
+  const uint64x2_t k16 = foldConstant128(kFoldBy<16>);
+#pragma GCC unroll 4
+  for (size_t i = 0; i < 4; ++i) x[4 + i] = veorq_u64(fold128(x[i], k64), x[4 + i]);
+  x[6] = veorq_u64(fold128(x[4], k32), x[6]);
+  x[7] = veorq_u64(fold128(x[5], k32), x[7]);
+  x[7] = veorq_u64(fold128(x[6], k16), x[7]);
+  for (; len >= 16; len -= 16, p += 16) x[7] = veorq_u64(fold128(x[7], k16), load128(p));
+  // The register after the 128 bits left, from zero, then the last bytes on the crc32 chain.
+  const uint64_t c = crc32Step8(crc32Step8(0, vgetq_lane_u64(x[7], 0)), vgetq_lane_u64(x[7], 1));
+  return crc32cChains(~static_cast<uint32_t>(c), p, len);
+}
+
+#endif
+
+using CrcFunction = uint32_t (*)(uint32_t, const unsigned char*, size_t);
+struct CrcPath {
+  const char* name;
+  size_t size;  // strlen(name), so that a lookup compares lengths first
+  CrcFunction run;
+};
+
+#if defined(__x86_64__)
+
+// The CRC paths the processor offers, each with what it builds on: the wide registers also
+// need the kernel to save them across switches, which XCR0 tells.
+struct CrcFeatures {
+  bool crc32, pclmul, avx2Clmul, avx512Clmul;
+};
+
+CrcFeatures crcFeatures() {
+  CrcFeatures f{false, false, false, false};
+  unsigned int eax = 0, ebx = 0, ecx = 0, edx = 0;
+  if (__get_cpuid(1, &eax, &ebx, &ecx, &edx) == 0) return f;
+  f.crc32 = (ecx & bit_SSE4_2) != 0;
+  f.pclmul = f.crc32 && (ecx & bit_PCLMUL) != 0;
+  if (!f.pclmul || (ecx & bit_OSXSAVE) == 0 || (ecx & bit_AVX) == 0) return f;
+  unsigned int xcr0 = 0, xcr0High = 0;
+  __asm__("xgetbv" : "=a"(xcr0), "=d"(xcr0High) : "c"(0));
+  if (__get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx) == 0) return f;
+  const bool vpclmul = (ecx & bit_VPCLMULQDQ) != 0;
+  f.avx2Clmul = vpclmul && (ebx & bit_AVX2) != 0 && (xcr0 & 0x6) == 0x6;  // XMM, YMM
+  // Opmask and both halves of the upper ZMM state besides.
+  f.avx512Clmul = f.avx2Clmul && (ebx & bit_AVX512F) != 0 && (xcr0 & 0xE6) == 0xE6;
+  return f;
+}
+
+#endif
+
+// The paths this processor runs, the fastest first and the bit loop last, found once.
+// The paths this processor runs, the fastest first and the bit loop last, found once. A fixed
+// array rather than a vector: crc32c allocates nothing, so it cannot fail.
+struct CrcPaths {
+  CrcPath path[5];
+  size_t count;
+  const CrcPath* begin() const { return path; }
+  const CrcPath* end() const { return path + count; }
+};
+
+const CrcPaths& crcPathsHere() {
+  static const CrcPaths paths = [] {
+    CrcPaths found{};
+    const auto add = [&found](const char* name, CrcFunction run) {
+      found.path[found.count++] = CrcPath{name, strlen(name), run};
+    };
+#if defined(__x86_64__)
+    const CrcFeatures f = crcFeatures();
+    if (f.avx512Clmul) add("avx512-vpclmulqdq", crc32cVpclmulAvx512);
+    if (f.avx2Clmul) add("avx2-vpclmulqdq", crc32cVpclmulAvx2);
+    if (f.pclmul) add("sse4.2-pclmulqdq", crc32cPclmul);
+    if (f.crc32) add("sse4.2-crc32", crc32cChains);
+#elif defined(__aarch64__)
+    const unsigned long hwcap = ::getauxval(AT_HWCAP);
+    const bool crc32 = (hwcap & HWCAP_CRC32) != 0;
+    if (crc32 && (hwcap & HWCAP_PMULL) != 0) add("armv8-pmull", crc32cPmull);
+    if (crc32) add("armv8-crc32", crc32cChains);
+#endif
+    add("bitwise", crc32cBitwise);
+    return found;
+  }();
+  return paths;
+}
 
 }  // namespace
 
 uint32_t crc32c(uint32_t crc, const unsigned char* buf, size_t len) {
-#if defined(__x86_64__)
-  // Asked once per process; the run-time's guard makes the first call thread-safe.
-  static const bool hardware = processorHasCrc32();
-  if (hardware) return crc32cHardware(crc, buf, len);
-#endif
-  return crc32cBitwise(crc, buf, len);
+  // Chosen once per process; the run-time's guard makes the first call thread-safe.
+  static const CrcFunction run = crcPathsHere().path[0].run;
+  return run(crc, buf, len);
+}
+
+vector<string> crc32cPaths() {
+  vector<string> names;
+  for (const CrcPath& path : crcPathsHere()) names.emplace_back(path.name);
+  return names;
+}
+
+uint32_t crc32cOnPath(const string& path, uint32_t crc, const unsigned char* buf, size_t len) {
+  for (const CrcPath& p : crcPathsHere()) {
+    if (path.size() == p.size && memcmp(path.data(), p.name, p.size) == 0) {
+      return p.run(crc, buf, len);
+    }
+  }
+  throw invalid_argument("No CRC-32C path of this processor: " + path);
 }
 
 string Create8CharacterHash(string text) {

@@ -119,7 +119,8 @@ GENERALUTILS_API UINT GetFirstFunctionNameAndCount(const string& sChainCall,
 
 // ---------------------------------------------------------------------------
 // Hashes
-// None is cryptographic. They read only what they are given and cannot fail.
+// None is cryptographic. They read only what they are given and cannot fail, except
+// crc32cOnPath on a name it doesn't know.
 // ---------------------------------------------------------------------------
 // 16-bit sum of str[0..len): even elements added plain, odd ones shifted left by 8, only the
 // low 16 bits of each counting. Defined for T = unsigned char and T = unsigned int only;
@@ -129,13 +130,17 @@ GENERALUTILS_API unsigned short getStrHash(T* str, unsigned short len);
 extern template unsigned short getStrHash<unsigned char>(unsigned char*, unsigned short);
 extern template unsigned short getStrHash<unsigned int>(unsigned int*, unsigned short);
 // CRC-32C (Castagnoli) of buf[0..len), continuing from crc: 0 starts a new checksum, and a
-// previous result continues it. buf may be null only when len is 0. Runs on the processor's
-// crc32 instruction (SSE4.2) when it has one, detected once per process, and bit by bit
-// otherwise; the result never depends on the path.
+// previous result continues it. buf may be null only when len is 0. Runs on the fastest path
+// this processor has, chosen once per process; the result never depends on the path.
 GENERALUTILS_API uint32_t crc32c(uint32_t crc, const unsigned char* buf, size_t len);
 // crc32c bit by bit, with no table and no special instruction: slow, but the same result on
-// every processor. The reference the fast path is checked against.
+// every processor. The reference the fast paths are checked against.
 GENERALUTILS_API uint32_t crc32cBitwise(uint32_t crc, const unsigned char* buf, size_t len);
+// Names of the crc32c paths this processor can run: the one crc32c takes first, "bitwise" last.
+GENERALUTILS_API vector<string> crc32cPaths();
+// crc32c on the named path of crc32cPaths(). Throws std::invalid_argument for any other name.
+GENERALUTILS_API uint32_t crc32cOnPath(const string& path, uint32_t crc, const unsigned char* buf,
+                                       size_t len);
 // Exactly 8 characters: the place-weighted byte sum in decimal, '0'-padded on the right and
 // cut to 8 ("abc" gives "59000000"; a negative sum keeps its '-').
 GENERALUTILS_API string Create8CharacterHash(string text);

@@ -1,12 +1,19 @@
 // Hashes: getStrHash over both element types, crc32c and Create8CharacterHash.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <random>
+#include <set>
+#include <stdexcept>
 
 #include "GeneralUtils.h"
 
 using namespace GeneralUtils;
+using testing::StrEq;
+using testing::ThrowsMessage;
 
 TEST(Hash, StrHash) {
   unsigned char abc[] = {'a', 'b', 'c'};
@@ -16,32 +23,52 @@ TEST(Hash, StrHash) {
   EXPECT_EQ(0x5678, getStrHash(words + 4, 1));  // the high bits fall away
 }
 
-TEST(Hash, Crc32cVectors) {
-  // The check value, and the first iSCSI vector of RFC 3720, section B.4; both paths, and
-  // two calls that hand the result on.
-  const std::pair<std::string, uint32_t> kCases[] = {{"123456789", 0xE3069283},
-                                                     {std::string(32, '\0'), 0x8A9136AA}};
-  for (const auto& [in, want] : kCases) {
-    const auto* p = reinterpret_cast<const unsigned char*>(in.data());
-    EXPECT_EQ(want, crc32cBitwise(0, p, in.size())) << in;
-    EXPECT_EQ(want, crc32c(crc32c(0, p, 4), p + 4, in.size() - 4)) << in;
+// The bit loop gives the check value and the first iSCSI vector of RFC 3720, section B.4, and
+// is then the oracle: every path gives its result from random crcs, for every length to 2100
+// and lengths around the long inputs' blocks (8.5, 12 and 14 KiB) up to 1 MiB + 13, at every
+// alignment, and from two calls at every split of 700 bytes. The list ends with the bit loop
+// and starts with the path crc32c takes: the one ctest names where it emulates a processor.
+TEST(Hash, Crc32cPathsEqualTheBitwiseLoop) {
+  const unsigned char kZeros[32] = {};
+  EXPECT_EQ(0xE3069283u, crc32cBitwise(0, reinterpret_cast<const unsigned char*>("123456789"), 9));
+  EXPECT_EQ(0x8A9136AAu, crc32cBitwise(0, kZeros, 32));
+  const std::vector<std::string> paths = crc32cPaths();
+  std::string names;
+  for (const std::string& path : paths) names += " " + path;
+  std::printf("crc32c paths on this processor:%s\n", names.c_str());
+#if defined(__x86_64__)
+  if (paths.front() != "avx512-vpclmulqdq") std::printf("it lacks AVX-512 with VPCLMULQDQ\n");
+#endif
+  EXPECT_EQ("bitwise", paths.back());
+  if (const char* first = std::getenv("GU_CRC32C_FIRST")) {
+    EXPECT_EQ(first, paths.front());
   }
-}
-
-// Whichever path crc32c takes on this processor, its result is the bit-by-bit loop's, from
-// any starting crc: every length up to 1100 at every alignment, then lengths around whole
-// rounds of the three 4 KiB lanes that long inputs run in, and past several of them.
-TEST(Hash, Crc32cEqualsTheBitwiseLoop) {
   std::mt19937 rng(3720);
-  std::vector<unsigned char> data(64 * 1024 + 64);
+  std::vector<unsigned char> data((size_t{1} << 20) + 64);
   for (unsigned char& b : data) b = static_cast<unsigned char>(rng());
-  std::vector<size_t> lengths = {12287, 12288, 12289, 12288 + 4095, 24576 + 7, 65536};
-  for (size_t len = 0; len <= 1100; ++len) lengths.push_back(len);
-  int wrong = 0;
-  for (size_t len : lengths)
-    for (uint32_t at = 0, crc = rng(); at < 8; ++at, crc = rng())
-      wrong += crc32c(crc, &data[at], len) != crc32cBitwise(crc, &data[at], len);
-  EXPECT_EQ(0, wrong);
+  EXPECT_EQ(crc32c(7, &data[1], 5000), crc32cOnPath(paths.front(), 7, &data[1], 5000));
+  EXPECT_THAT(
+      [&] { crc32cOnPath("crc32", 0, data.data(), 9); },
+      ThrowsMessage<std::invalid_argument>(StrEq("No CRC-32C path of this processor: crc32")));
+  const std::set<size_t> kLong = {8703,  8704,  8705,  12287, 12288, 12289,         14335,
+                                  14336, 14337, 24583, 28673, 65541, (1 << 20) + 13};
+  for (size_t at = 0; at < 8; ++at) {
+    const uint32_t crc = rng();
+    uint32_t ref = crc;  // the bit loop over len bytes, grown a byte at a time
+    for (size_t len = 0; len <= *kLong.rbegin(); ref = crc32cBitwise(ref, &data[at + len++], 1)) {
+      if (len > 2100 && kLong.count(len) == 0) continue;
+      for (const std::string& path : paths) {
+        ASSERT_EQ(ref, crc32cOnPath(path, crc, &data[at], len)) << path << " " << at << " " << len;
+      }
+    }
+  }
+  const uint32_t crc = rng(), whole = crc32cBitwise(crc, &data[1], 700);
+  for (const std::string& path : paths) {
+    for (size_t split = 0; split <= 700; ++split) {
+      const uint32_t head = crc32cOnPath(path, crc, &data[1], split);
+      ASSERT_EQ(whole, crc32cOnPath(path, head, &data[1 + split], 700 - split)) << path << split;
+    }
+  }
 }
 
 TEST(Hash, EightCharacters) {

@@ -59,9 +59,11 @@ TEST(Host, FactsMatchUnameAndCpuid) {
   EXPECT_EQ(fingerprintOfParts(parts), GetSystemFingerprint());
   EXPECT_EQ(GetSystemFingerprint(), GetSystemFingerprintCStr());
   EXPECT_EQ(GetSystemFingerprintCStr(), GetSystemFingerprintCStr());
-  unsigned short cpuHash = 0;
+  unsigned short cpuHash = 0;  // without cpuid the four registers count as 0, and their hash
+#if defined(__x86_64__) || defined(__i386__)
   if (!gutest::cpuHashFromKernel(cpuHash))
     GTEST_SKIP() << "/proc/cpuinfo has no vendor_id, cpuid level";
+#endif
   EXPECT_EQ(cpuHash, parts.cpuHash);
 }
 

@@ -133,12 +133,13 @@ TEST_F(Tool, Contract) {
   }
 }
 
-// What the tool answers on standard input and files around and across its read blocks is what
-// the library answers on the whole input.
+// What the tool answers on standard input and files around and across its read blocks (and
+// crc32c's own) is what the library answers on the whole input.
 TEST_F(Tool, AnswersAcrossReadBlocksAreTheLibrarys) {
   std::mt19937 rng(64);
-  for (const size_t size : {gutool::kReadBlock - 1, gutool::kReadBlock, gutool::kReadBlock + 1,
-                            3 * gutool::kReadBlock + 7}) {
+  for (const size_t size :
+       {gutool::kReadBlock - 1, gutool::kReadBlock, gutool::kReadBlock + 1,
+        3 * gutool::kReadBlock + 7, gutool::kCrcBlock + 1, 2 * gutool::kCrcBlock + 7}) {
     SCOPED_TRACE(size);
     std::string in(size, '\0');
     for (char& c : in) c = static_cast<char>(rng() % 4 == 0 ? ' ' : rng());
