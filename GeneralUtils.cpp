@@ -781,7 +781,6 @@ CrcFeatures crcFeatures() {
 
 #endif
 
-// The paths this processor runs, the fastest first and the bit loop last, found once.
 // The paths this processor runs, the fastest first and the bit loop last, found once. A fixed
 // array rather than a vector: crc32c allocates nothing, so it cannot fail.
 struct CrcPaths {
