@@ -51,9 +51,10 @@ TEST(Console, ReadsLinesFromStandardInput) {
          clean_stdin();
        },
        "[ab]{\0XXX}"s},
-      // Limits below 2 read nothing; a limit of 2 takes one byte.
+      // Limits below 2 and a null buffer read nothing; a limit of 2 takes one byte.
       {"ab\n",
        [] {
+         readLine(nullptr, 5);
          for (const int limit : {0, -3, 1}) show(readLineToStdString(limit));
          showBuffer(1);
          show(readLineToStdString(2));
