@@ -16,7 +16,7 @@ using namespace std::string_literals;
 static void show(const string& line) { std::printf("[%s]", line.c_str()); }
 
 // readLine into n bytes prefilled with 'X', every one of them shown.
-static void showBuffer(int n) {
+static void readLineAndShowBuffer(int n) {
   string buffer(static_cast<size_t>(n), 'X');
   readLine(&buffer[0], n);
   std::fwrite(("{" + buffer + "}").data(), 1, buffer.size() + 2, stdout);
@@ -33,7 +33,7 @@ TEST(Console, ReadsLinesFromStandardInput) {
       {"abcdefg\n\0ab\ncd\n"s,
        [] {
          show(readLineToStdString(5));
-         showBuffer(5);
+         readLineAndShowBuffer(5);
          show(readLineToStdString(8));
        },
        "[abcd]{efg\0\0}[]"s},
@@ -47,7 +47,7 @@ TEST(Console, ReadsLinesFromStandardInput) {
       {"ab",
        [] {
          show(readLineToStdString(5));
-         showBuffer(4);
+         readLineAndShowBuffer(4);
          clean_stdin();
        },
        "[ab]{\0XXX}"s},
@@ -56,7 +56,7 @@ TEST(Console, ReadsLinesFromStandardInput) {
        [] {
          readLine(nullptr, 5);
          for (const int limit : {0, -3, 1}) show(readLineToStdString(limit));
-         showBuffer(1);
+         readLineAndShowBuffer(1);
          show(readLineToStdString(2));
          show(readLineToStdString(5));
        },

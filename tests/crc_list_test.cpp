@@ -18,18 +18,18 @@ class CrcList : public gutest::TempDirTest {
   }
 };
 
-gutest::RunResult crc(const Strings& args, const std::string& in = "") {
+gutest::RunResult runCrc32c(const Strings& args, const std::string& in = "") {
   Strings argv = {GU_TOOL, "crc32c"};
   argv.insert(argv.end(), args.begin(), args.end());
   return gutest::run(argv, in);
 }
 
-std::string say(const std::string& file, const std::string& reason) {
+std::string message(const std::string& file, const std::string& reason) {
   return "generalutils: crc32c: '" + file + "': " + reason + "\n";
 }
 
-std::string warn(const std::string& file, const std::string& count) {
-  return say(file, "WARNING: " + count);
+std::string warning(const std::string& file, const std::string& count) {
+  return message(file, "WARNING: " + count);
 }
 
 // Names that need escaping, that a reader could take for a mode mark, an option or the end of
@@ -56,17 +56,17 @@ TEST_F(CrcList, EveryFormChecksBackAndShowsEachChange) {
                                                : "OK";
       out += (zero ? n.name : n.shown) + ": " + result + (zero ? '\0' : '\n');
     }
-    const gutest::RunResult written = crc(args);
+    const gutest::RunResult written = runCrc32c(args);
     ASSERT_EQ(0, written.status) << written.err;
     gutest::writeFile("list", written.out + (zero ? "junk\0"s : "junk\n"s));
     gutest::writeFile("plain", "changed");
     ASSERT_EQ(0, ::unlink("-dash"));
-    const gutest::RunResult r = crc({zero ? "-cz" : "-c", "list"});
+    const gutest::RunResult r = runCrc32c({zero ? "-cz" : "-c", "list"});
     EXPECT_EQ(out, r.out);
-    EXPECT_EQ(say("-dash", "No such file or directory") +
-                  warn("list", "1 line is improperly formatted") +
-                  warn("list", "1 listed file could not be read") +
-                  warn("list", "1 computed checksum did NOT match"),
+    EXPECT_EQ(message("-dash", "No such file or directory") +
+                  warning("list", "1 line is improperly formatted") +
+                  warning("list", "1 listed file could not be read") +
+                  warning("list", "1 computed checksum did NOT match"),
               r.err);
     EXPECT_EQ(1, r.status);
   }
@@ -75,7 +75,7 @@ TEST_F(CrcList, EveryFormChecksBackAndShowsEachChange) {
 TEST_F(CrcList, OptionsAndForms) {
   for (const char* name : {"f9", " b", "*s", "c\rd"}) gutest::writeFile(name, "123456789");
   const std::string good = "e3069283 f9\n", bad = "00000000 f9\n", gone = "e3069283 none\n",
-                    junk = "junk\n", none = say("none", "No such file or directory"),
+                    junk = "junk\n", none = message("none", "No such file or directory"),
                     twice = "e3069283 f9\0e3069283 f9\r\0"s;
   const std::string bad7 =  // seven lines the reader must not take
       "e3069283f9\ne306928 f9\ne3069283 \n\\e3069283 f\\q\nCRC32C (f9) = e306928\n"
@@ -87,28 +87,28 @@ TEST_F(CrcList, OptionsAndForms) {
       {{"--tag", "c\rd", " b"}, "", "\\CRC32C (c\\rd) = e3069283\nCRC32C ( b) = e3069283\n", "", 0},
       {{"-z", "c\rd", " b"}, "", "e3069283 c\rd\0e3069283   b\0"s, "", 0},
       {{"-c"}, good + bad + junk + gone, "f9: OK\nf9: FAILED\nnone: FAILED open or read\n",
-       none + warn("-", "1 line is improperly formatted") + warn("-", "1 listed file could not be read") + warn("-", "1 computed checksum did NOT match"), 1},
+       none + warning("-", "1 line is improperly formatted") + warning("-", "1 listed file could not be read") + warning("-", "1 computed checksum did NOT match"), 1},
       {{"-c", "--quiet"}, good + bad + bad + gone + gone + junk + junk, "f9: FAILED\nf9: FAILED\nnone: FAILED open or read\nnone: FAILED open or read\n",
-       none + none + warn("-", "2 lines are improperly formatted") + warn("-", "2 listed files could not be read") + warn("-", "2 computed checksums did NOT match"), 1},
+       none + none + warning("-", "2 lines are improperly formatted") + warning("-", "2 listed files could not be read") + warning("-", "2 computed checksums did NOT match"), 1},
       {{"-c", "--status"}, good + bad + junk + gone, "", "", 1},
       {{"-c", "--status"}, good, "", "", 0},
-      {{"-c", "--status"}, junk, "", say("-", "no properly formatted checksum lines found"), 1},
-      {{"-c"}, "", "", say("-", "no properly formatted checksum lines found"), 1},
+      {{"-c", "--status"}, junk, "", message("-", "no properly formatted checksum lines found"), 1},
+      {{"-c"}, "", "", message("-", "no properly formatted checksum lines found"), 1},
       {{"-c", "-w"}, "# note\n" + junk + good + "\n" + junk, "f9: OK\n",
-       say("-", "2: improperly formatted checksum line") + say("-", "5: improperly formatted checksum line") + warn("-", "2 lines are improperly formatted"), 0},
-      {{"-c", "--strict"}, good + junk, "f9: OK\n", warn("-", "1 line is improperly formatted"), 1},
+       message("-", "2: improperly formatted checksum line") + message("-", "5: improperly formatted checksum line") + warning("-", "2 lines are improperly formatted"), 0},
+      {{"-c", "--strict"}, good + junk, "f9: OK\n", warning("-", "1 line is improperly formatted"), 1},
       {{"-c", "--strict"}, good, "f9: OK\n", "", 0},
       {{"-c", "--ignore-missing"}, gone + good + gone, "f9: OK\n", "", 0},
-      {{"-c", "--ignore-missing"}, gone, "", say("-", "no file was verified"), 1},
+      {{"-c", "--ignore-missing"}, gone, "", message("-", "no file was verified"), 1},
       // Only a file that does not exist is ignored; one that can't be read is not.
-      {{"-c", "--ignore-missing"}, "e3069283 .\n" + good, ".: FAILED open or read\nf9: OK\n", say(".", "Is a directory") + warn("-", "1 listed file could not be read"), 1},
+      {{"-c", "--ignore-missing"}, "e3069283 .\n" + good, ".: FAILED open or read\nf9: OK\n", message(".", "Is a directory") + warning("-", "1 listed file could not be read"), 1},
       {{"-c"}, "e3069283 f9", "f9: OK\n", "", 0},  // a last line without its LF
       // Either case, a mode mark, CR LF, the --tag form and escapes are all read.
       {{"-c"}, "E3069283 *f9\r\ne3069283  f9\nCRC32C (f9) = E3069283\n\\e3069283 c\\rd\n", "f9: OK\nf9: OK\nf9: OK\n\\c\\rd: OK\n", "", 0},
-      {{"-c"}, good + bad7, "f9: OK\n", warn("-", "7 lines are improperly formatted"), 0},
+      {{"-c"}, good + bad7, "f9: OK\n", warning("-", "7 lines are improperly formatted"), 0},
       // NUL-ended lines are read as they are: a CR before the NUL is the name's own.
-      {{"-c", "-z"}, twice, "f9: OK\0f9\r: FAILED open or read\0"s, say("f9 ", "No such file or directory") + warn("-", "1 listed file could not be read"), 1},
-      {{"-c", "-", "nolist", "."}, good, "f9: OK\n", say("nolist", "No such file or directory") + say(".", "Is a directory"), 1},
+      {{"-c", "-z"}, twice, "f9: OK\0f9\r: FAILED open or read\0"s, message("f9 ", "No such file or directory") + warning("-", "1 listed file could not be read"), 1},
+      {{"-c", "-", "nolist", "."}, good, "f9: OK\n", message("nolist", "No such file or directory") + message(".", "Is a directory"), 1},
       {{"--quiet"}, "", "", "generalutils: crc32c: --quiet requires --check\n", 2},
       {{"--status"}, "", "", "generalutils: crc32c: --status requires --check\n", 2},
       {{"-w"}, "", "", "generalutils: crc32c: --warn requires --check\n", 2},
@@ -119,7 +119,7 @@ TEST_F(CrcList, OptionsAndForms) {
   // clang-format on
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.args) + " | " + testing::PrintToString(c.in));
-    const gutest::RunResult r = crc(c.args, c.in);
+    const gutest::RunResult r = runCrc32c(c.args, c.in);
     EXPECT_EQ(c.out, r.out);
     EXPECT_EQ(c.err, r.err);
     EXPECT_EQ(c.status, r.status);
@@ -139,14 +139,14 @@ TEST_F(CrcList, LongListsCrossEveryBlockAndLongLinesAreSkipped) {
   const std::size_t boundary = (list.size() / gutool::kReadBlock + 2) * gutool::kReadBlock;
   list += std::string(boundary - list.size(), 'x') + "e3069283 f9\n";
   gutest::writeFile("list", list);
-  const gutest::RunResult r = crc({"-c", "--quiet", "-w", "list"});
+  const gutest::RunResult r = runCrc32c({"-c", "--quiet", "-w", "list"});
   EXPECT_EQ(longest + "f9: FAILED open or read\nf9: FAILED\n", r.out);
-  EXPECT_EQ(say(longest + "f9", "File name too long") +
-                say("list", std::to_string(lines + 2) + ": improperly formatted checksum line") +
-                say("list", std::to_string(lines + 4) + ": improperly formatted checksum line") +
-                warn("list", "2 lines are improperly formatted") +
-                warn("list", "1 listed file could not be read") +
-                warn("list", "1 computed checksum did NOT match"),
+  EXPECT_EQ(message(longest + "f9", "File name too long") +
+                message("list", std::to_string(lines + 2) + ": improperly formatted checksum line") +
+                message("list", std::to_string(lines + 4) + ": improperly formatted checksum line") +
+                warning("list", "2 lines are improperly formatted") +
+                warning("list", "1 listed file could not be read") +
+                warning("list", "1 computed checksum did NOT match"),
             r.err);
   EXPECT_EQ(1, r.status);
 }

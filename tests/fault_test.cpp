@@ -120,7 +120,7 @@ Answer run(const Operation& op, const string& dir, string variable) {
 }
 
 // Sums of size and change times of the files but b: writing to one changes its sum.
-string stamps(const string& dir) {
+string sourceStamps(const string& dir) {
   string all;
   struct stat st = {};
   for (const char* file : {"a", "a2", "c", "s", ".did", "lines", "blanks"})
@@ -149,7 +149,7 @@ class Fault : public gutest::TempDirTest, public ::testing::WithParamInterface<O
   string judge(const string& error, const Answer& undisturbed, const Answer& a) {
     const Operation& op = GetParam();
     if (a.status < 0 || a.status >= 99) return "crashed, hung or left something behind";
-    if (stamps(dir_) != sources_) return "a source was written to";
+    if (sourceStamps(dir_) != sources_) return "a source was written to";
     if (error == "EINTR" || error == "short" || a == undisturbed) {
       if (!(a == undisturbed)) return "differs from the undisturbed answer";
       if (!op.copies) return "";
@@ -180,7 +180,7 @@ TEST_P(Fault, EveryCallFailsInTurn) {
   ::close(s);
   const Answer undisturbed = run(op, dir_, "GU_FAULT_COUNT=" + path("count"));
   ASSERT_TRUE(undisturbed.status >= 0 && undisturbed.status < 99) << undisturbed.err;
-  sources_ = stamps(dir_);
+  sources_ = sourceStamps(dir_);
   std::ifstream counts(path("count"));
   string function;
   int cases = 0, failures = 0;
