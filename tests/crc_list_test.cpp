@@ -141,13 +141,14 @@ TEST_F(CrcList, LongListsCrossEveryBlockAndLongLinesAreSkipped) {
   gutest::writeFile("list", list);
   const gutest::RunResult r = runCrc32c({"-c", "--quiet", "-w", "list"});
   EXPECT_EQ(longest + "f9: FAILED open or read\nf9: FAILED\n", r.out);
-  EXPECT_EQ(message(longest + "f9", "File name too long") +
-                message("list", std::to_string(lines + 2) + ": improperly formatted checksum line") +
-                message("list", std::to_string(lines + 4) + ": improperly formatted checksum line") +
-                warning("list", "2 lines are improperly formatted") +
-                warning("list", "1 listed file could not be read") +
-                warning("list", "1 computed checksum did NOT match"),
-            r.err);
+  EXPECT_EQ(
+      message(longest + "f9", "File name too long") +
+          message("list", std::to_string(lines + 2) + ": improperly formatted checksum line") +
+          message("list", std::to_string(lines + 4) + ": improperly formatted checksum line") +
+          warning("list", "2 lines are improperly formatted") +
+          warning("list", "1 listed file could not be read") +
+          warning("list", "1 computed checksum did NOT match"),
+      r.err);
   EXPECT_EQ(1, r.status);
 }
 
