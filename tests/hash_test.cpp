@@ -35,7 +35,8 @@ static std::vector<std::string> pathsTheKernelReports() {
          line.rfind("Features", 0) != 0) {
   }
   std::set<std::string> flags;
-  for (std::istringstream words(line.substr(line.find(':') + 1)); words >> flag;) flags.insert(flag);
+  for (std::istringstream words(line.substr(line.find(':') + 1)); words >> flag;)
+    flags.insert(flag);
   std::vector<std::string> paths;
   const std::pair<const char*, std::vector<std::string>> kNeeds[] = {
       {"avx512-vpclmulqdq", {"avx512f", "vpclmulqdq", "avx2", "pclmulqdq", "sse4_2"}},

@@ -23,7 +23,8 @@ TEST(Url, EveryByteAndGeneratedTexts) {
   std::mt19937 rng(3986);
   for (int n = 0; n < 5000; ++n) {
     string text(rng() % 12, ' '), encoded;
-    for (char& c : text) c = "a~ %\xE9\n"[rng() % 6], encoded += byByte[static_cast<unsigned char>(c)];
+    for (char& c : text)
+      c = "a~ %\xE9\n"[rng() % 6], encoded += byByte[static_cast<unsigned char>(c)];
     ASSERT_EQ(encoded, EncodeURL(text)) << testing::PrintToString(text);
   }
 }
