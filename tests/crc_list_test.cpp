@@ -77,9 +77,9 @@ TEST_F(CrcList, OptionsAndForms) {
   const std::string good = "e3069283 f9\n", bad = "00000000 f9\n", gone = "e3069283 none\n",
                     junk = "junk\n", none = message("none", "No such file or directory"),
                     twice = "e3069283 f9\0e3069283 f9\r\0"s;
-  const std::string bad7 =  // seven lines the reader must not take
+  const std::string bad8 =  // eight lines the reader must not take
       "e3069283f9\ne306928 f9\ne3069283 \n\\e3069283 f\\q\nCRC32C (f9) = e306928\n"
-      "crc32c (f9) = e3069283\ne3069283\tf9\n";
+      "CRC32C (f9) = 0e3069283\ncrc32c (f9) = e3069283\ne3069283\tf9\n";
   // clang-format off
   struct { Strings args; std::string in, out, err; int status; } cases[] = {
       // args, list on standard input, stdout, stderr, exit status
@@ -105,10 +105,11 @@ TEST_F(CrcList, OptionsAndForms) {
       {{"-c"}, "e3069283 f9", "f9: OK\n", "", 0},  // a last line without its LF
       // Either case, a mode mark, CR LF, the --tag form and escapes are all read.
       {{"-c"}, "E3069283 *f9\r\ne3069283  f9\nCRC32C (f9) = E3069283\n\\e3069283 c\\rd\n", "f9: OK\nf9: OK\nf9: OK\n\\c\\rd: OK\n", "", 0},
-      {{"-c"}, good + bad7, "f9: OK\n", warning("-", "7 lines are improperly formatted"), 0},
+      {{"-c"}, good + bad8, "f9: OK\n", warning("-", "8 lines are improperly formatted"), 0},
       // NUL-ended lines are read as they are: a CR before the NUL is the name's own.
       {{"-c", "-z"}, twice, "f9: OK\0f9\r: FAILED open or read\0"s, message("f9 ", "No such file or directory") + warning("-", "1 listed file could not be read"), 1},
-      {{"-c", "-", "nolist", "."}, good, "f9: OK\n", message("nolist", "No such file or directory") + message(".", "Is a directory"), 1},
+      // Any list that fails, not only the last, fails the whole check.
+      {{"-c", "nolist", ".", "-"}, good, "f9: OK\n", message("nolist", "No such file or directory") + message(".", "Is a directory"), 1},
       {{"--quiet"}, "", "", "generalutils: crc32c: --quiet requires --check\n", 2},
       {{"--status"}, "", "", "generalutils: crc32c: --status requires --check\n", 2},
       {{"-w"}, "", "", "generalutils: crc32c: --warn requires --check\n", 2},

@@ -39,8 +39,12 @@ int main(int argc, char** argv) {
     if (op == "cidPath") answer = joined(getCidFilePath());
     if (op == "os") answer = joined('[' + GetOS_Name() + ']');
     if (op == "host") answer = joined(getHostName());
-    for (const MacInterface& i : op == "interfaces" ? getMacInterfaces() : vector<MacInterface>())
+    int withAddress = 0;  // the first two records with an address count, and no other: '!'
+    for (const MacInterface& i : op == "interfaces" ? getMacInterfaces() : vector<MacInterface>()) {
+      const bool counts = i.hasAddress && withAddress++ < 2;
       answer += joined(i.name, i.hasAddress, i.hash, i.counted);
+      if (counts != i.counted || (!i.hasAddress && i.hash != 0)) answer += "! ";
+    }
     if (op == "fingerprintCStr") {  // a first call that throws leaves the next one to compute
       try {
         GetSystemFingerprintCStr();

@@ -97,8 +97,9 @@ TEST_F(Tool, Contract) {
       {{T, "size", f9}, "", "9\n", "", 0},
       {{T, "size", dir_}, "", "", "generalutils: size: '" + dir_ + "': Is a directory\n", 1},
       {{"sh", "-c", t + "cp " + f9 + " " + copy + " && cat " + copy}, "", "123456789", "", 0},
-      // Into the directory, under the source's last name.
+      // Into the directory, under the source's last name; also through a link to it.
       {{"sh", "-c", t + "cp '" + odd + "' " + e + " && cat '" + e + "/a\nb\\c'"}, "", "123456789", "", 0},
+      {{"sh", "-c", "ln -s " + e + " " + path("link") + " && " + t + "cp " + f9 + " " + path("link") + " && cat " + e + "/f9"}, "", "123456789", "", 0},
       {{T, "cmp", f9, path("f9b")}, "", "", "", 0},
       {{T, "cmp", "-s", f9, path(".did")}, "", "", "", 1},
       {{T, "cmp", "--quiet", f9, f9}, "", "", "", 0},
