@@ -203,6 +203,56 @@ MUTANTS = [
     ("x-urlencode-empty-reads-stdin", "tools/text_commands.cpp", "if (given->count() == 0) {", "if (text.empty()) {"),
     ("s-readline-takes-n-bytes", "tools/system_commands.cpp", "const std::size_t most = static_cast<std::size_t>(limit) - 1;", "const std::size_t most = static_cast<std::size_t>(limit);"),
     ("s-exec-no-leading-blank", "tools/system_commands.cpp", "execCommandReport((' ' + command).c_str(), output, status)", "execCommandReport(command.c_str(), output, status)"),
+    ("l-fmt-exact-fit-accepted", "GeneralUtils.cpp", "if (n >= 0 && n < size) {", "if (n >= 0 && n <= size) {"),
+    ("l-narrow-seven-bits", "GeneralUtils.cpp", "static_cast<uint32_t>(ws[i]) & 0xFFu", "static_cast<uint32_t>(ws[i]) & 0x7Fu"),
+    ("l-eol-lf-wins", "GeneralUtils.cpp", "size_t pos = sStr.find('\\r');\n  if (pos == string::npos) pos = sStr.find('\\n');", "size_t pos = sStr.find('\\n');\n  if (pos == string::npos) pos = sStr.find('\\r');"),
+    ("l-url-lower-hex", "GeneralUtils.cpp", "\"0123456789ABCDEF\"", "\"0123456789abcdef\""),
+    ("l-chain-blank-not-previous", "GeneralUtils.cpp", "    previous = c;\n  }\n  s.resize", "    if (c != ' ') previous = c;\n  }\n  s.resize"),
+    ("l-chain-name-keeps-dot", "GeneralUtils.cpp", "start = max(start, dot + 1);", "start = max(start, dot);"),
+    ("l-chain-count-skips-two", "GeneralUtils.cpp", "ps = s.find(sFirstFunctionName, ps + 1);", "ps = s.find(sFirstFunctionName, ps + 2);"),
+    ("l-strhash-even-shifted", "GeneralUtils.cpp", "<< ((i & 1) * 8);", "<< (((i + 1) & 1) * 8);"),
+    ("l-fold-high-exponent-off", "GeneralUtils.cpp", "xPowModPoly(8 * kBytes + 31)", "xPowModPoly(8 * kBytes + 32)"),
+    ("l-foldsse-crc-not-inverted", "GeneralUtils.cpp", "x[0] = _mm_xor_si128(x[0], _mm_cvtsi32_si128(static_cast<int>(~crc)));", "x[0] = _mm_xor_si128(x[0], _mm_cvtsi32_si128(static_cast<int>(crc)));"),
+    ("l-ymm-join-wrong-distance", "GeneralUtils.cpp", "y[7] = _mm256_xor_si256(fold256(y[5], k64), y[7]);", "y[7] = _mm256_xor_si256(fold256(y[5], k128), y[7]);"),
+    ("l-crc32-path-needs-pclmul", "GeneralUtils.cpp", "if (f.crc32) add(\"sse4.2-crc32\", crc32cChains);", "if (f.pclmul) add(\"sse4.2-crc32\", crc32cChains);"),
+    ("l-onpath-prefix-accepted", "GeneralUtils.cpp", "if (path.size() == p.size && memcmp", "if (path.size() >= p.size && memcmp"),
+    ("l-hash8-unsigned-format", "GeneralUtils.cpp", "sprintfString(\"%d\", static_cast<int>(static_cast<int32_t>(x)))", "sprintfString(\"%u\", static_cast<int>(static_cast<int32_t>(x)))"),
+    ("l-node-list-forgets-older", "GeneralUtils.cpp", "new Record{fresh, head_.load(memory_order_relaxed)}", "new Record{fresh, nullptr}"),
+    ("l-walk-counts-third", "GeneralUtils.cpp", "if (seen.hasAddress && counted < 2) {", "if (seen.hasAddress && counted <= 2) {"),
+    ("l-walk-counts-addressless", "GeneralUtils.cpp", "if (seen.hasAddress && counted < 2) {", "if (counted < 2) {"),
+    ("l-cpuid-ecx-edx-swapped", "GeneralUtils.cpp", "__cpuid_count(*b1, *b3, *b1, *b2, *b3, *b4);", "__cpuid_count(*b1, *b3, *b1, *b2, *b4, *b3);"),
+    ("l-fptext-hashes-swapped", "GeneralUtils.cpp", "static_cast<unsigned>(parts.cpuHash),\n                       static_cast<unsigned>(parts.machineDetailsHash));", "static_cast<unsigned>(parts.machineDetailsHash),\n                       static_cast<unsigned>(parts.cpuHash));"),
+    ("l-fingerprint-ten-digits", "GeneralUtils.cpp", "const size_t maxDigits = 9;", "const size_t maxDigits = 10;"),
+    ("l-cid-read-error-ignored", "GeneralUtils.cpp", "if (n < 0) return errno;\n    if (n == 0) break;", "if (n < 0) break;\n    if (n == 0) break;"),
+    ("l-isdir-root-stripped", "GeneralUtils.cpp", "&& sDir.size() > 1) sDir.pop_back();", "&& sDir.size() > 0) sDir.pop_back();"),
+    ("l-join-empty-folder-slash", "GeneralUtils.cpp", "if (!path.empty() && path.back() != SEPERATOR) path += SEPERATOR;", "if (path.empty() || path.back() != SEPERATOR) path += SEPERATOR;"),
+    ("l-cmp-no-extra-byte-check", "GeneralUtils.cpp", "readEach(fds, blocks, 1, 0, exact, failed);", "readEach(fds, blocks, 0, 0, exact, failed);"),
+    ("l-dest-mode-drops-exec", "GeneralUtils.cpp", "from.st_mode & 0777));", "from.st_mode & 0666));"),
+    ("l-dest-truncates-chardev", "GeneralUtils.cpp", "if (regular && ::ftruncate(fd.get(), 0) != 0) return errno;", "if (::ftruncate(fd.get(), 0) != 0) return errno;"),
+    ("l-piece-nul-kept", "GeneralUtils.cpp", "result_.append(piece, strnlen(piece, len));", "result_.append(piece, len);"),
+    ("l-exec-last-piece-dropped", "GeneralUtils.cpp", "  cutter.finish();\n  const int waited", "  const int waited"),
+    ("l-exec-output-not-cleared", "GeneralUtils.cpp", "  output.clear();\n  if (cmd == nullptr) return EINVAL;", "  if (cmd == nullptr) return EINVAL;"),
+    ("l-readline-error-keeps-partial", "GeneralUtils.cpp", "input[failed ? 0 : nLen] = '\\0';", "input[nLen] = '\\0';"),
+    ("t-exec-trouble-is-2", "tools/commands.h", "{\"exec\", kCouldNotRun}}", "{\"exec\", kTrouble}}"),
+    ("t-help-one-option-as-options", "tools/main.cpp", "sub->get_options(isOption).size() > 1;", "sub->get_options(isOption).size() >= 1;"),
+    ("t-hex4-blank-padded", "tools/main.cpp", "sprintfString(\"%04X\", static_cast<unsigned>(value))", "sprintfString(\"%4X\", static_cast<unsigned>(value))"),
+    ("c-sum-stops-at-unreadable", "tools/crc_commands.cpp", "      status = fail(\"crc32c\", name, std::strerror(error));\n      continue;", "      return fail(\"crc32c\", name, std::strerror(error));"),
+    ("c-tag-hex-longer-accepted", "tools/crc_commands.cpp", "if (hex.size() != 8 ||", "if (hex.size() < 8 ||"),
+    ("c-star-mark-not-skipped", "tools/crc_commands.cpp", "const bool modeMark = text[9] == ' ' || text[9] == '*';", "const bool modeMark = text[9] == ' ';"),
+    ("c-tag-end-first-match", "tools/crc_commands.cpp", "tagEnd = text.rfind(kTagEnd);", "tagEnd = text.find(kTagEnd);"),
+    ("c-status-still-names-unread", "tools/crc_commands.cpp", "if (!a.status) fail(\"crc32c\", e.name, std::strerror(error));", "fail(\"crc32c\", e.name, std::strerror(error));"),
+    ("c-quiet-hides-failures", "tools/crc_commands.cpp", "if (!a.status && !(a.quiet && ok)) {", "if (!a.status && !a.quiet) {"),
+    ("c-unread-plural-swapped", "tools/crc_commands.cpp", "\"listed file could not be read\", \"listed files could not be read\"", "\"listed files could not be read\", \"listed file could not be read\""),
+    ("c-warn-numbers-from-zero", "tools/crc_commands.cpp", "for (std::size_t number = 1; reader.next", "for (std::size_t number = 0; reader.next"),
+    ("c-check-last-list-wins", "tools/crc_commands.cpp", "if (checkList(list, a, block) != kOk) status = kFailed;", "status = checkList(list, a, block);"),
+    ("c-quiet-without-check-accepted", "tools/crc_commands.cpp", "\"with --check: no line for a file that is OK\")->needs(check);", "\"with --check: no line for a file that is OK\");"),
+    ("f-cp-dir-link-not-followed", "tools/file_commands.cpp", "if (::stat(destination.c_str(), &st) != 0", "if (::lstat(destination.c_str(), &st) != 0"),
+    ("s-info-cid-key", "tools/system_commands.cpp", "{\"cid_file\", getCidFilePath()},", "{\"cid_path\", getCidFilePath()},"),
+    ("s-info-label-width", "tools/system_commands.cpp", "label.resize(width + 2, ' ');", "label.resize(width + 1, ' ');"),
+    ("s-readline-error-ignored", "tools/system_commands.cpp", "if (n < 0) return fail(\"readline\", \"-\", std::strerror(errno));", "if (n < 0) break;"),
+    ("s-cid-names-dir", "tools/system_commands.cpp", "if (reason != 0) return fail(\"cid\", didPath,", "if (reason != 0) return fail(\"cid\", dir,"),
+    ("x-chain-blank-not-tab", "tools/text_commands.cpp", "line(name + '\\t' + std::to_string(count));", "line(name + ' ' + std::to_string(count));"),
+    ("x-urlencode-stdin-no-lf", "tools/text_commands.cpp", "  line(\"\");\n  return kOk;", "  return kOk;"),
 ]
 
 
@@ -227,6 +277,8 @@ def main():
     parser.add_argument("--list", action="store_true", help="list the mutants and stop")
     parser.add_argument("--work", default="", help="work directory (default: build/mutants)")
     parser.add_argument("--timeout", type=int, default=90, help="seconds a test may take")
+    parser.add_argument("--first", action="store_true",
+                        help="stop each run at the first failing test (faster; names only that one)")
     args = parser.parse_args()
 
     root = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
@@ -243,6 +295,8 @@ def main():
     configure = ["cmake", "-S", src, "-B", build, "-DCMAKE_BUILD_TYPE=Release",
                  "-DGENERALUTILS_BUILD_EXAMPLES=OFF", "-DGENERALUTILS_INSTALL=OFF"]
     ctest = ["ctest", "--test-dir", build, "-j2", "--timeout", str(args.timeout), "-LE", "package"]
+    if args.first:
+        ctest.append("--stop-on-failure")
     for step in (configure, ["cmake", "--build", build, "-j2"], ctest):
         r = run(step, src)
         if r.returncode != 0:
