@@ -12,7 +12,7 @@ constexpr std::size_t kReadBlock = std::size_t{64} * 1024;
 // crc32c reads what it checksums in blocks of this size, each starting on a page. The CRC
 // runs several times faster than the system's copy into the block, so the time goes to the
 // reads, and fewer, larger ones save most; the CRC then reads what the copy left in the cache.
-constexpr std::size_t kCrcBlock = std::size_t{512} * 1024;
+constexpr std::size_t kCrcBlock = std::size_t{1024} * 1024;
 // A checksum list's line, without its end, is at most this long: a longer one counts as
 // improperly formatted and is skipped, so a list of any shape is read in bounded memory.
 constexpr std::size_t kListLineMost = std::size_t{64} * 1024;
