@@ -160,7 +160,6 @@ MUTANTS = [
     ("l-crc-lanes-swapped", "GeneralUtils.cpp", "c = multModPoly(kShiftTwoLanes, static_cast<uint32_t>(a)) ^\n        multModPoly(kShiftLane, static_cast<uint32_t>(b))", "c = multModPoly(kShiftLane, static_cast<uint32_t>(a)) ^\n        multModPoly(kShiftTwoLanes, static_cast<uint32_t>(b))"),
     ("l-cpu-check-inverted", "GeneralUtils.cpp", "(ecx & bit_SSE4_2) != 0", "(ecx & bit_SSE4_2) == 0"),
     ("l-hash8-unsigned-bytes", "GeneralUtils.cpp", "static_cast<int32_t>(static_cast<signed char>(c))", "static_cast<int32_t>(static_cast<unsigned char>(c))"),
-    ("l-node-publish-relaxed", "GeneralUtils.cpp", "head_.store(record, memory_order_release);", "head_.store(record, memory_order_relaxed);"),
     ("l-node-no-recheck-under-lock", "GeneralUtils.cpp", "    // Another thread may have published the name since the look above.\n    if (const char* known = find(fresh.nodename)) return known;\n", ""),
     ("l-mac-hash-five-bytes", "GeneralUtils.cpp", "seen.hash = getStrHash<unsigned char>(hw, 6);", "seen.hash = getStrHash<unsigned char>(hw, 5);"),
     ("l-cid-not-cleared", "GeneralUtils.cpp", "  cid.clear();\n  FdGuard fd;", "  FdGuard fd;"),
