@@ -61,8 +61,8 @@ Main programMain;
 
 int armedMain(int argc, char** argv, char** env) {
   char name[32] = "", error[32] = "";
-  if (const char* spec = getenv("GU_FAULT")) {
-    if (sscanf(spec, "%31[^:]:%lu:%31s", name, &targetCall, error) != 3) abort();
+  if (const char* plan = getenv("GU_FAULT")) {
+    if (sscanf(plan, "%31[^:]:%lu:%31s", name, &targetCall, error) != 3) abort();
     target = slot(name);
     targetError = strcmp(error, "short") == 0 ? kShort : 0;
     for (int e = 1; e < 134 && targetError == 0; ++e)

@@ -120,9 +120,9 @@ static bool isRaceName(const string& name) {
   return name == raceName(static_cast<unsigned>(std::strtoul(name.c_str() + 1, nullptr, 10)));
 }
 
-// Three threads ask while the host takes 3000 new names, so new records are published all
-// through the race; every answer must be one whole name, and a text once returned must never
-// change.
+// Three threads ask while the host takes kRenames new names, so new records are published all
+// through the race; every answer must be one whole name, a text once returned must never
+// change, and once the renames stop every function answers with the last name.
 TEST(Host, RecordsStayWholeWhileNewNamesArePublished) {
   const gutest::RunResult r = gutest::runInNamespaces({}, [] {
     const auto rename = [](unsigned k) {
@@ -149,10 +149,11 @@ TEST(Host, RecordsStayWholeWhileNewNamesArePublished) {
       });
     }
     while (started < 3) std::this_thread::yield();
-    for (unsigned k = 1; k <= 3000; ++k) rename(k);
+    constexpr unsigned kRenames = 3000;
+    for (unsigned k = 1; k <= kRenames; ++k) rename(k);
     stop = true;
     for (std::thread& t : askers) t.join();
-    const string last = raceName(3000);  // every function answers with the name of now
+    const string last = raceName(kRenames);
     torn += getHostName() != last || getMachineDetails() != last ||
             getSystemFingerprintParts().nodeName != last;
     torn += !rename(0) || getHostName() != firstRecord;  // a name seen before keeps its record
