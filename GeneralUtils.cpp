@@ -445,13 +445,130 @@ constexpr FoldBy kFoldBy{xPowModPoly(8 * kBytes + 31), xPowModPoly(8 * kBytes - 
 // its registers, so the fingerprint's text and other short keys go there straight away.
 constexpr size_t kFoldFrom = 128;
 
+using CrcFunction = uint32_t (*)(uint32_t, const unsigned char*, size_t);
+
+// The folding is written once, as templates over a register width W: Xmm and Ymm on x86-64,
+// Neon on ARMv8. A width names its vector type V and its kBytes, and gives the one operation
+// that needs its own instructions, fold(x, k): x moved on by the distance k was made for. A
+// wider one also gives narrowed(x), its 16-byte lanes folded into one, of the width Narrow.
+// Loads and exclusive ors are the compilers' vector operations, the same on every width.
+//
+// fold carries its width's target; the templates carry none and are always inlined into a
+// function that does, where fold inlines in turn. So that nothing is built for a plain
+// processor with a wide vector in a call, vectors go to and from fold by reference only.
+#define GU_FOLD_STEP __attribute__((always_inline)) inline
+
+template <typename W>
+GU_FOLD_STEP void loadBlock(typename W::V& x, const unsigned char* p) {
+  memcpy(&x, p, sizeof(x));
+}
+// k = f in every 16-byte lane.
+template <typename W>
+GU_FOLD_STEP void foldConstant(typename W::V& k, FoldBy f) {
+  uint64_t halves[W::kBytes / 8];
+  for (size_t i = 0; i < W::kBytes / 8; ++i) halves[i] = i % 2 == 0 ? f.high : f.low;
+  memcpy(&k, halves, sizeof(k));
+}
+// x's low 64 bits ^= c: a CRC register carried into the first block.
+template <typename W>
+GU_FOLD_STEP void addRegister(typename W::V& x, uint64_t c) {
+  typename W::V low{};
+  low[0] = c;
+  x ^= low;
+}
+// x moved on, plus the next block at p.
+template <typename W>
+GU_FOLD_STEP void foldOn(typename W::V& x, const typename W::V& k, const unsigned char* p) {
+  typename W::V next;
+  loadBlock<W>(next, p);
+  W::fold(x, k);
+  x ^= next;
+}
+// next ^= x moved on.
+template <typename W>
+GU_FOLD_STEP void foldInto(const typename W::V& x, const typename W::V& k, typename W::V& next) {
+  typename W::V moved = x;
+  W::fold(moved, k);
+  next ^= moved;
+}
+
+// The crc32 register after the bits of x, from zero.
+template <typename W>
+GU_FOLD_STEP uint64_t registerOf(const typename W::V& x) {
+  if constexpr (W::kBytes > 16) {
+    return registerOf<typename W::Narrow>(W::narrowed(x));
+  } else {
+    return crc32Step8(crc32Step8(0, static_cast<uint64_t>(x[0])), static_cast<uint64_t>(x[1]));
+  }
+}
+
+// The CRC of x's bits followed by the len bytes at p: the last whole blocks folded on, the
+// lanes narrowed, and what is left of a block on the crc32 chain.
+template <typename W>
+GU_FOLD_STEP uint32_t finishFold(const typename W::V& last, const unsigned char* p, size_t len) {
+  typename W::V x = last;
+  typename W::V k;
+  foldConstant<W>(k, kFoldBy<W::kBytes>);
+  for (; len >= W::kBytes; len -= W::kBytes, p += W::kBytes) foldOn<W>(x, k, p);
+  if constexpr (W::kBytes > 16) {
+    return finishFold<typename W::Narrow>(W::narrowed(x), p, len);
+  } else {
+    return crc32cChains(~static_cast<uint32_t>(registerOf<W>(x)), p, len);
+  }
+}
+
+// Eight accumulators folded into the last: 4, 2 and 1 registers on.
+template <typename W>
+GU_FOLD_STEP void joinFolds(typename W::V* x) {
+  typename W::V k;
+  foldConstant<W>(k, kFoldBy<4 * W::kBytes>);
+#pragma GCC unroll 4
+  for (size_t i = 0; i < 4; ++i) foldInto<W>(x[i], k, x[4 + i]);
+  foldConstant<W>(k, kFoldBy<2 * W::kBytes>);
+  foldInto<W>(x[4], k, x[6]);
+  foldInto<W>(x[5], k, x[7]);
+  foldConstant<W>(k, kFoldBy<W::kBytes>);
+  foldInto<W>(x[6], k, x[7]);
+}
+
+// Eight accumulators, 8 * W::kBytes a round: each waits for its own products only, so the
+// multiplication's latency is hidden even where one can start every cycle. Inputs shorter
+// than one round go to `shorter`.
+template <typename W, CrcFunction shorter>
+GU_FOLD_STEP uint32_t foldEightWays(uint32_t crc, const unsigned char* p, size_t len) {
+  constexpr size_t kRound = 8 * W::kBytes;
+  if (len < kRound) return shorter(crc, p, len);
+  typename W::V x[8];
+#pragma GCC unroll 8
+  for (size_t i = 0; i < 8; ++i) loadBlock<W>(x[i], p + W::kBytes * i);
+  addRegister<W>(x[0], ~crc);
+  p += kRound, len -= kRound;
+  typename W::V move;
+  foldConstant<W>(move, kFoldBy<kRound>);
+  for (; len >= kRound; len -= kRound, p += kRound) {
+#pragma GCC unroll 8
+    for (size_t i = 0; i < 8; ++i) foldOn<W>(x[i], move, p + W::kBytes * i);
+  }
+  joinFolds<W>(x);
+  return finishFold<W>(x[7], p, len);
+}
+
+#endif
+
+#if defined(__x86_64__)
+
+#define GU_XMM_TARGET "sse4.2,pclmul"
+#define GU_YMM_TARGET "sse4.2,pclmul,avx2,vpclmulqdq"
+#define GU_ZMM_TARGET "sse4.2,pclmul,avx2,avx512f,vpclmulqdq"
+
 // Folding and the crc32 instruction run on different execution units, so the longest inputs
 // keep both busy: a block is folded over its first part while three crc32 chains take three
 // equal lanes behind it, each from a zero register, and the four results are then shifted to
 // the block's end and added. One round of the chains: kBytes more of each lane.
 template <size_t kLaneBytes, size_t kBytes>
-__attribute__((target(GU_CRC32_TARGET), always_inline)) inline void chainRound(
-    uint64_t& a, uint64_t& b, uint64_t& d, const unsigned char* p) {
+__attribute__((target(GU_CRC32_TARGET))) inline void chainRound(uint64_t& a, uint64_t& b,
+                                                                uint64_t& d,
+                                                                const unsigned char* p) {
 #pragma GCC unroll 8
   for (size_t i = 0; i < kBytes; i += 8) {
     a = crc32Step8(a, load64(p + i));
@@ -466,196 +583,91 @@ __attribute__((target(GU_CRC32_TARGET), always_inline)) inline void chainRound(
 template <size_t kBytes>
 constexpr uint64_t kShiftBy = xPowModPoly(8 * kBytes - 33);
 
-#endif
-
-#if defined(__x86_64__)
-
-// One 128-bit block moved on by the distance k was made for.
-__attribute__((target("sse4.2,pclmul"))) inline __m128i fold128(__m128i x, __m128i k) {
-  return _mm_xor_si128(_mm_clmulepi64_si128(x, k, 0x00), _mm_clmulepi64_si128(x, k, 0x11));
-}
-__attribute__((target("sse4.2,pclmul"))) inline __m128i foldConstant128(FoldBy f) {
-  return _mm_set_epi64x(static_cast<long long>(f.low), static_cast<long long>(f.high));
-}
-__attribute__((target("sse4.2,pclmul"))) inline __m128i load128(const unsigned char* p) {
-  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-}
-__attribute__((target("sse4.2,pclmul"))) inline uint64_t shiftRegister(uint64_t c, uint64_t k) {
+__attribute__((target(GU_XMM_TARGET))) inline uint64_t shiftRegister(uint64_t c, uint64_t k) {
   const __m128i product = _mm_clmulepi64_si128(_mm_cvtsi64_si128(static_cast<long long>(c)),
                                                _mm_cvtsi64_si128(static_cast<long long>(k)), 0);
   return crc32Step8(0, static_cast<uint64_t>(_mm_cvtsi128_si64(product)));
 }
-// The register after the 128 bits of x, from zero.
-__attribute__((target("sse4.2,pclmul"))) inline uint64_t registerOf(__m128i x) {
-  return crc32Step8(crc32Step8(0, static_cast<uint64_t>(_mm_cvtsi128_si64(x))),
-                    static_cast<uint64_t>(_mm_extract_epi64(x, 1)));
-}
 
-// The last blocks of a fold, 16 bytes at a time, then the rest on the crc32 chain.
-__attribute__((target("sse4.2,pclmul"))) uint32_t finishFold128(__m128i x, const unsigned char* p,
-                                                                size_t len) {
-  const __m128i k16 = foldConstant128(kFoldBy<16>);
-  for (; len >= 16; len -= 16, p += 16) x = _mm_xor_si128(fold128(x, k16), load128(p));
-  return crc32cChains(~static_cast<uint32_t>(registerOf(x)), p, len);
-}
-
-// Eight 16-byte accumulators folded into one, 64, 32 and 16 bytes on.
-__attribute__((target("sse4.2,pclmul"), always_inline)) inline __m128i joinFolds128(__m128i* x) {
-  const __m128i k64 = foldConstant128(kFoldBy<64>), k32 = foldConstant128(kFoldBy<32>);
-#pragma GCC unroll 4
-  for (size_t i = 0; i < 4; ++i) x[4 + i] = _mm_xor_si128(fold128(x[i], k64), x[4 + i]);
-  x[6] = _mm_xor_si128(fold128(x[4], k32), x[6]);
-  x[7] = _mm_xor_si128(fold128(x[5], k32), x[7]);
-  return _mm_xor_si128(fold128(x[6], foldConstant128(kFoldBy<16>)), x[7]);
-}
-
-// Eight 16-byte accumulators, 128 bytes a round: each waits for its own products only, so the
-// multiplication's latency is hidden even where one can start every cycle.
-__attribute__((target("sse4.2,pclmul"))) uint32_t foldSse(uint32_t crc, const unsigned char* p,
-                                                          size_t len) {
+// Blocks of 32 rounds: 8 * W::kBytes folded and kLaneRound bytes on each of three crc32 chains
+// a round, the share each unit gets through in about the same time. The rest goes to `rest`.
+template <typename W, size_t kLaneRound, CrcFunction rest>
+GU_FOLD_STEP uint32_t foldBesideChains(uint32_t crc, const unsigned char* p, size_t len) {
   if (len < kFoldFrom) return crc32cChains(crc, p, len);
-  constexpr size_t kWays = 8, kRound = 16 * kWays;
-  static_assert(kRound <= kFoldFrom, "the first round is loaded whole");
-  __m128i x[kWays];
-#pragma GCC unroll 8
-  for (size_t i = 0; i < kWays; ++i) x[i] = load128(p + 16 * i);
-  x[0] = _mm_xor_si128(x[0], _mm_cvtsi32_si128(static_cast<int>(~crc)));
-  p += kRound, len -= kRound;
-  const __m128i kMove = foldConstant128(kFoldBy<kRound>);
-  for (; len >= kRound; len -= kRound, p += kRound) {
-#pragma GCC unroll 8
-    for (size_t i = 0; i < kWays; ++i)
-      x[i] = _mm_xor_si128(fold128(x[i], kMove), load128(p + 16 * i));
-  }
-  return finishFold128(joinFolds128(x), p, len);
-}
-
-// Blocks of 32 rounds: 128 bytes folded and 48 bytes on each of three crc32 chains a round,
-// about the share each unit gets through in the same time where one 16-byte multiplication
-// can start every cycle.
-constexpr size_t kXmmRounds = 32, kXmmFold = 128 * kXmmRounds, kXmmLane = 48 * kXmmRounds;
-constexpr size_t kXmmBlock = kXmmFold + 3 * kXmmLane;
-
-__attribute__((target("sse4.2,pclmul"))) uint32_t crc32cPclmul(uint32_t crc, const unsigned char* p,
-                                                               size_t len) {
-  if (len < kFoldFrom) return crc32cChains(crc, p, len);
+  constexpr size_t kRounds = 32, kRound = 8 * W::kBytes, kFold = kRound * kRounds;
+  constexpr size_t kLane = kLaneRound * kRounds, kBlock = kFold + 3 * kLane;
   uint64_t c = ~crc;
-  for (; len >= kXmmBlock; len -= kXmmBlock, p += kXmmBlock) {
-    const unsigned char* const lanes = p + kXmmFold;
-    __m128i x[8];
+  for (; len >= kBlock; len -= kBlock, p += kBlock) {
+    const unsigned char* const lanes = p + kFold;
+    typename W::V x[8];
 #pragma GCC unroll 8
-    for (size_t i = 0; i < 8; ++i) x[i] = load128(p + 16 * i);
-    x[0] = _mm_xor_si128(x[0], _mm_cvtsi64_si128(static_cast<long long>(c)));
+    for (size_t i = 0; i < 8; ++i) loadBlock<W>(x[i], p + W::kBytes * i);
+    addRegister<W>(x[0], c);
     uint64_t a = 0, b = 0, d = 0;
-    chainRound<kXmmLane, 48>(a, b, d, lanes);
-    const __m128i kMove = foldConstant128(kFoldBy<128>);
-    for (size_t r = 1; r < kXmmRounds; ++r) {
+    chainRound<kLane, kLaneRound>(a, b, d, lanes);
+    typename W::V move;
+    foldConstant<W>(move, kFoldBy<kRound>);
+    for (size_t r = 1; r < kRounds; ++r) {
 #pragma GCC unroll 8
-      for (size_t i = 0; i < 8; ++i) {
-        x[i] = _mm_xor_si128(fold128(x[i], kMove), load128(p + 128 * r + 16 * i));
-      }
-      chainRound<kXmmLane, 48>(a, b, d, lanes + 48 * r);
+      for (size_t i = 0; i < 8; ++i) foldOn<W>(x[i], move, p + kRound * r + W::kBytes * i);
+      chainRound<kLane, kLaneRound>(a, b, d, lanes + kLaneRound * r);
     }
-    c = shiftRegister(registerOf(joinFolds128(x)), kShiftBy<3 * kXmmLane>) ^
-        shiftRegister(a, kShiftBy<2 * kXmmLane>) ^ shiftRegister(b, kShiftBy<kXmmLane>) ^ d;
+    joinFolds<W>(x);
+    c = shiftRegister(registerOf<W>(x[7]), kShiftBy<3 * kLane>) ^
+        shiftRegister(a, kShiftBy<2 * kLane>) ^ shiftRegister(b, kShiftBy<kLane>) ^ d;
   }
-  return foldSse(~static_cast<uint32_t>(c), p, len);
+  return rest(~static_cast<uint32_t>(c), p, len);
 }
 
-#endif
+struct Xmm {
+  using V = __m128i;
+  static constexpr size_t kBytes = 16;
+  __attribute__((target(GU_XMM_TARGET))) static void fold(V& x, const V& k) {
+    x = _mm_xor_si128(_mm_clmulepi64_si128(x, k, 0x00), _mm_clmulepi64_si128(x, k, 0x11));
+  }
+};
 
-#if defined(__x86_64__)
-
-#define GU_YMM_TARGET "sse4.2,pclmul,avx2,vpclmulqdq"
-#define GU_ZMM_TARGET "sse4.2,pclmul,avx2,avx512f,vpclmulqdq"
-
-__attribute__((target(GU_YMM_TARGET))) inline __m256i fold256(__m256i x, __m256i k) {
-  return _mm256_xor_si256(_mm256_clmulepi64_epi128(x, k, 0x00),
-                          _mm256_clmulepi64_epi128(x, k, 0x11));
-}
-__attribute__((target(GU_YMM_TARGET))) inline __m256i foldConstant256(FoldBy f) {
-  const auto h = static_cast<long long>(f.high), l = static_cast<long long>(f.low);
-  return _mm256_set_epi64x(l, h, l, h);
-}
-__attribute__((target(GU_YMM_TARGET))) inline __m256i load256(const unsigned char* p) {
-  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+__attribute__((target(GU_XMM_TARGET))) uint32_t foldSse(uint32_t crc, const unsigned char* p,
+                                                        size_t len) {
+  static_assert(8 * Xmm::kBytes <= kFoldFrom, "folding takes what the chain leaves");
+  return foldEightWays<Xmm, crc32cChains>(crc, p, len);
 }
 
-// Eight 32-byte accumulators folded into one, 128, 64 and 32 bytes on.
-__attribute__((target(GU_YMM_TARGET), always_inline)) inline __m256i joinFolds256(__m256i* y) {
-  const __m256i k128 = foldConstant256(kFoldBy<128>), k64 = foldConstant256(kFoldBy<64>);
-#pragma GCC unroll 4
-  for (size_t i = 0; i < 4; ++i) y[4 + i] = _mm256_xor_si256(fold256(y[i], k128), y[4 + i]);
-  y[6] = _mm256_xor_si256(fold256(y[4], k64), y[6]);
-  y[7] = _mm256_xor_si256(fold256(y[5], k64), y[7]);
-  return _mm256_xor_si256(fold256(y[6], foldConstant256(kFoldBy<32>)), y[7]);
-}
-// Its two 16-byte lanes joined into one.
-__attribute__((target(GU_YMM_TARGET))) inline __m128i joinLanes256(__m256i y) {
-  return _mm_xor_si128(fold128(_mm256_castsi256_si128(y), foldConstant128(kFoldBy<16>)),
-                       _mm256_extracti128_si256(y, 1));
+__attribute__((target(GU_XMM_TARGET))) uint32_t crc32cPclmul(uint32_t crc, const unsigned char* p,
+                                                             size_t len) {
+  return foldBesideChains<Xmm, 48, foldSse>(crc, p, len);
 }
 
-// The last 32-byte blocks of a fold, then its two 16-byte lanes joined into one.
-__attribute__((target(GU_YMM_TARGET))) uint32_t finishFold256(__m256i y, const unsigned char* p,
-                                                              size_t len) {
-  const __m256i k32 = foldConstant256(kFoldBy<32>);
-  for (; len >= 32; len -= 32, p += 32) y = _mm256_xor_si256(fold256(y, k32), load256(p));
-  return finishFold128(joinLanes256(y), p, len);
-}
+// Each register two 16-byte lanes that fold side by side.
+struct Ymm {
+  using V = __m256i;
+  using Narrow = Xmm;
+  static constexpr size_t kBytes = 32;
+  __attribute__((target(GU_YMM_TARGET))) static void fold(V& x, const V& k) {
+    x = _mm256_xor_si256(_mm256_clmulepi64_epi128(x, k, 0x00),
+                         _mm256_clmulepi64_epi128(x, k, 0x11));
+  }
+  __attribute__((target(GU_YMM_TARGET))) static __m128i narrowed(const V& x) {
+    __m128i low = _mm256_castsi256_si128(x), k;
+    foldConstant<Xmm>(k, kFoldBy<16>);
+    Xmm::fold(low, k);
+    return _mm_xor_si128(low, _mm256_extracti128_si256(x, 1));
+  }
+};
 
-// Eight 32-byte accumulators, 256 bytes a round, each register two 16-byte lanes that fold
-// side by side.
 __attribute__((target(GU_YMM_TARGET))) uint32_t foldAvx2(uint32_t crc, const unsigned char* p,
                                                          size_t len) {
-  constexpr size_t kWays = 8, kRound = 32 * kWays;
-  if (len < kRound) return foldSse(crc, p, len);
-  __m256i y[kWays];
-#pragma GCC unroll 8
-  for (size_t i = 0; i < kWays; ++i) y[i] = load256(p + 32 * i);
-  y[0] = _mm256_xor_si256(y[0], _mm256_set_epi64x(0, 0, 0, static_cast<uint32_t>(~crc)));
-  p += kRound, len -= kRound;
-  const __m256i kMove = foldConstant256(kFoldBy<kRound>);
-  for (; len >= kRound; len -= kRound, p += kRound) {
-#pragma GCC unroll 8
-    for (size_t i = 0; i < kWays; ++i)
-      y[i] = _mm256_xor_si256(fold256(y[i], kMove), load256(p + 32 * i));
-  }
-  return finishFold256(joinFolds256(y), p, len);
+  return foldEightWays<Ymm, foldSse>(crc, p, len);
 }
-
-// Blocks of 32 rounds: 256 bytes folded and 64 bytes on each of three crc32 chains a round,
-// about the share each unit gets through in the same time.
-constexpr size_t kYmmRounds = 32, kYmmFold = 256 * kYmmRounds, kYmmLane = 64 * kYmmRounds;
-constexpr size_t kYmmBlock = kYmmFold + 3 * kYmmLane;
 
 __attribute__((target(GU_YMM_TARGET))) uint32_t crc32cVpclmulAvx2(uint32_t crc,
                                                                   const unsigned char* p,
                                                                   size_t len) {
-  if (len < kFoldFrom) return crc32cChains(crc, p, len);
-  uint64_t c = ~crc;
-  for (; len >= kYmmBlock; len -= kYmmBlock, p += kYmmBlock) {
-    const unsigned char* const lanes = p + kYmmFold;
-    __m256i y[8];
-#pragma GCC unroll 8
-    for (size_t i = 0; i < 8; ++i) y[i] = load256(p + 32 * i);
-    y[0] = _mm256_xor_si256(y[0], _mm256_set_epi64x(0, 0, 0, static_cast<long long>(c)));
-    uint64_t a = 0, b = 0, d = 0;
-    chainRound<kYmmLane, 64>(a, b, d, lanes);
-    const __m256i kMove = foldConstant256(kFoldBy<256>);
-    for (size_t r = 1; r < kYmmRounds; ++r) {
-#pragma GCC unroll 8
-      for (size_t i = 0; i < 8; ++i) {
-        y[i] = _mm256_xor_si256(fold256(y[i], kMove), load256(p + 256 * r + 32 * i));
-      }
-      chainRound<kYmmLane, 64>(a, b, d, lanes + 64 * r);
-    }
-    c = shiftRegister(registerOf(joinLanes256(joinFolds256(y))), kShiftBy<3 * kYmmLane>) ^
-        shiftRegister(a, kShiftBy<2 * kYmmLane>) ^ shiftRegister(b, kShiftBy<kYmmLane>) ^ d;
-  }
-  return foldAvx2(~static_cast<uint32_t>(c), p, len);
+  return foldBesideChains<Ymm, 64, foldAvx2>(crc, p, len);
 }
 
+// The widest registers keep a loop of their own: four accumulators are enough to hide the
+// multiplication, and each product is added in by one three-way exclusive or.
 __attribute__((target(GU_ZMM_TARGET))) inline __m512i foldConstant512(FoldBy f) {
   const auto h = static_cast<long long>(f.high), l = static_cast<long long>(f.low);
   return _mm512_set_epi64(l, h, l, h, l, h, l, h);
@@ -692,62 +704,35 @@ __attribute__((target(GU_ZMM_TARGET))) uint32_t crc32cVpclmulAvx512(uint32_t crc
   z[3] = fold512(z[2], k64, z[3]);
   for (; len >= 64; len -= 64, p += 64) z[3] = fold512(z[3], k64, load512(p));
   // The zero-masked extracts: g++ 12 warns that the plain ones' undefined filler is read.
-  const __m256i y = _mm256_xor_si256(
-      fold256(_mm512_maskz_extracti64x4_epi64(0xFF, z[3], 0), foldConstant256(kFoldBy<32>)),
-      _mm512_maskz_extracti64x4_epi64(0xFF, z[3], 1));
-  return finishFold256(y, p, len);
+  Ymm::V y = _mm512_maskz_extracti64x4_epi64(0xFF, z[3], 1), k;
+  foldConstant<Ymm>(k, kFoldBy<32>);
+  foldInto<Ymm>(_mm512_maskz_extracti64x4_epi64(0xFF, z[3], 0), k, y);
+  return finishFold<Ymm>(y, p, len);
 }
 
 #endif
 
 #if defined(__aarch64__)
 
-// One 128-bit block moved on by the distance k was made for.
-__attribute__((target(GU_PMULL_TARGET))) inline uint64x2_t fold128(uint64x2_t x, uint64x2_t k) {
-  const poly128_t h = vmull_p64(vgetq_lane_p64(vreinterpretq_p64_u64(x), 0),
-                                vgetq_lane_p64(vreinterpretq_p64_u64(k), 0));
-  const poly128_t l = vmull_high_p64(vreinterpretq_p64_u64(x), vreinterpretq_p64_u64(k));
-  return veorq_u64(vreinterpretq_u64_p128(h), vreinterpretq_u64_p128(l));
-}
-__attribute__((target(GU_PMULL_TARGET))) inline uint64x2_t foldConstant128(FoldBy f) {
-  return vcombine_u64(vcreate_u64(f.high), vcreate_u64(f.low));
-}
-__attribute__((target(GU_PMULL_TARGET))) inline uint64x2_t load128(const unsigned char* p) {
-  return vreinterpretq_u64_u8(vld1q_u8(p));
-}
+struct Neon {
+  using V = uint64x2_t;
+  static constexpr size_t kBytes = 16;
+  __attribute__((target(GU_PMULL_TARGET))) static void fold(V& x, const V& k) {
+    const poly128_t h = vmull_p64(vgetq_lane_p64(vreinterpretq_p64_u64(x), 0),
+                                  vgetq_lane_p64(vreinterpretq_p64_u64(k), 0));
+    const poly128_t l = vmull_high_p64(vreinterpretq_p64_u64(x), vreinterpretq_p64_u64(k));
+    x = veorq_u64(vreinterpretq_u64_p128(h), vreinterpretq_u64_p128(l));
+  }
+};
 
-// Eight 16-byte accumulators, 128 bytes a round, as on x86-64.
 __attribute__((target(GU_PMULL_TARGET))) uint32_t crc32cPmull(uint32_t crc, const unsigned char* p,
                                                               size_t len) {
-  if (len < kFoldFrom) return crc32cChains(crc, p, len);
-  constexpr size_t kWays = 8, kRound = 16 * kWays;
-  static_assert(kRound <= kFoldFrom, "the first round is loaded whole");
-  uint64x2_t x[kWays];
-#pragma GCC unroll 8
-  for (size_t i = 0; i < kWays; ++i) x[i] = load128(p + 16 * i);
-  x[0] = veorq_u64(x[0], vcombine_u64(vcreate_u64(static_cast<uint32_t>(~crc)), vcreate_u64(0)));
-  p += kRound, len -= kRound;
-  const uint64x2_t kMove = foldConstant128(kFoldBy<kRound>);
-  for (; len >= kRound; len -= kRound, p += kRound) {
-#pragma GCC unroll 8
-    for (size_t i = 0; i < kWays; ++i) x[i] = veorq_u64(fold128(x[i], kMove), load128(p + 16 * i));
-  }
-  const uint64x2_t k64 = foldConstant128(kFoldBy<64>), k32 = foldConstant128(kFoldBy<32>);
-  const uint64x2_t k16 = foldConstant128(kFoldBy<16>);
-#pragma GCC unroll 4
-  for (size_t i = 0; i < 4; ++i) x[4 + i] = veorq_u64(fold128(x[i], k64), x[4 + i]);
-  x[6] = veorq_u64(fold128(x[4], k32), x[6]);
-  x[7] = veorq_u64(fold128(x[5], k32), x[7]);
-  x[7] = veorq_u64(fold128(x[6], k16), x[7]);
-  for (; len >= 16; len -= 16, p += 16) x[7] = veorq_u64(fold128(x[7], k16), load128(p));
-  // The register after the 128 bits left, from zero, then the last bytes on the crc32 chain.
-  const uint64_t c = crc32Step8(crc32Step8(0, vgetq_lane_u64(x[7], 0)), vgetq_lane_u64(x[7], 1));
-  return crc32cChains(~static_cast<uint32_t>(c), p, len);
+  static_assert(8 * Neon::kBytes <= kFoldFrom, "folding takes what the chain leaves");
+  return foldEightWays<Neon, crc32cChains>(crc, p, len);
 }
 
 #endif
 
-using CrcFunction = uint32_t (*)(uint32_t, const unsigned char*, size_t);
 struct CrcPath {
   const char* name;
   size_t size;  // strlen(name), so that a lookup compares lengths first
