@@ -31,10 +31,10 @@ struct Tool {
   int status = kOk;
 
   // Storage for one subcommand's arguments, which the parser fills in, for as long as the
-  // tool runs.
-  template <typename Args>
-  Args& keep() {
-    auto args = std::make_shared<Args>();
+  // tool runs; made from `init`, the defaults.
+  template <typename Args, typename... Init>
+  Args& keep(Init&&... init) {
+    auto args = std::make_shared<Args>(std::forward<Init>(init)...);
     kept_.push_back(args);
     return *args;
   }

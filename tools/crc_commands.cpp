@@ -313,7 +313,9 @@ std::string listHelp(const std::string& footer) {
          footer;
 }
 
-void addCheckOptions(CLI::App* c, CrcArgs& a) {
+// crc32c's options, and the arguments they fill in, kept for as long as the tool runs.
+CrcArgs& addCrcOptions(Tool& t, CLI::App* c) {
+  CrcArgs& a = t.keep<CrcArgs>();
   CLI::Option* check =
       c->add_flag("-c,--check", a.check, "read checksum lists (FILEs), check the files named");
   c->add_flag("--quiet", a.quiet, "with --check: no line for a file that is OK")->needs(check);
@@ -329,6 +331,8 @@ void addCheckOptions(CLI::App* c, CrcArgs& a) {
   c->add_flag("--tag", a.tag, "write 'CRC32C (NAME) = CRC' lines")->excludes(check);
   c->add_flag("-z,--zero", a.zero,
               "end lines with NUL, not LF, and escape no name; with --check, read such lines");
+  c->add_option("FILE", a.files, "files to sum, or with --check lists; '-' or none: stdin");
+  return a;
 }
 
 }  // namespace
@@ -338,9 +342,7 @@ void addCrcCommands(Tool& t) {
       "crc32c",
       "CRC-32C (8 hex digits), a blank, the name, per FILE or stdin (-); --check checks such "
       "lists; 1 if one fails");
-  CrcArgs& a = t.keep<CrcArgs>();
-  addCheckOptions(c, a);
-  c->add_option("FILE", a.files, "files to sum, or with --check lists; '-' or none: stdin");
+  CrcArgs& a = addCrcOptions(t, c);
   c->footer(listHelp(c->get_footer()));
   t.action(c, [&a] {
     if (a.files.empty()) a.files.emplace_back("-");

@@ -163,8 +163,7 @@ void addReadline(Tool& t) {
       "readline",
       "One line of stdin and a LF, no byte more read; at most N-1 bytes, the rest (even a "
       "lone LF) stays; 1 at end of input");
-  int& limit = t.keep<int>();
-  limit = kReadlineDefault;
+  int& limit = t.keep<int>(kReadlineDefault);
   c->add_option("N", limit, "buffer size, terminating NUL included")
       ->check(CLI::Range(1, kReadlineMost))
       ->capture_default_str();
