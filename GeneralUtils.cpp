@@ -633,6 +633,8 @@ __attribute__((target(GU_XMM_TARGET))) uint32_t foldSse(uint32_t crc, const unsi
   return foldEightWays<Xmm, crc32cChains>(crc, p, len);
 }
 
+// 128 bytes folded and 48 bytes on each crc32 chain a round: about the share each unit gets
+// through in the same time where one 16-byte multiplication can start every cycle.
 __attribute__((target(GU_XMM_TARGET))) uint32_t crc32cPclmul(uint32_t crc, const unsigned char* p,
                                                              size_t len) {
   return foldBesideChains<Xmm, 48, foldSse>(crc, p, len);
@@ -660,6 +662,7 @@ __attribute__((target(GU_YMM_TARGET))) uint32_t foldAvx2(uint32_t crc, const uns
   return foldEightWays<Ymm, foldSse>(crc, p, len);
 }
 
+// 256 bytes folded and 64 bytes on each crc32 chain a round.
 __attribute__((target(GU_YMM_TARGET))) uint32_t crc32cVpclmulAvx2(uint32_t crc,
                                                                   const unsigned char* p,
                                                                   size_t len) {
