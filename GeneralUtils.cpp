@@ -465,7 +465,7 @@ GU_FOLD_STEP void loadBlock(typename W::V& x, const unsigned char* p) {
 // k = f in every 16-byte lane.
 template <typename W>
 GU_FOLD_STEP void foldConstant(typename W::V& k, FoldBy f) {
-  uint64_t halves[W::kBytes / 8];
+  uint64_t halves[W::kBytes / 8] = {};
   for (size_t i = 0; i < W::kBytes / 8; ++i) halves[i] = i % 2 == 0 ? f.high : f.low;
   memcpy(&k, halves, sizeof(k));
 }
