@@ -670,14 +670,12 @@ __attribute__((target(GU_YMM_TARGET))) uint32_t crc32cVpclmulAvx2(uint32_t crc,
 }
 
 // The widest registers keep a loop of their own: four accumulators are enough to hide the
-// multiplication, and each product is added in by one three-way exclusive or.
-__attribute__((target(GU_ZMM_TARGET))) inline __m512i foldConstant512(FoldBy f) {
-  const auto h = static_cast<long long>(f.high), l = static_cast<long long>(f.low);
-  return _mm512_set_epi64(l, h, l, h, l, h, l, h);
-}
-__attribute__((target(GU_ZMM_TARGET))) inline __m512i load512(const unsigned char* p) {
-  return _mm512_loadu_si512(p);
-}
+// multiplication, and each product is added in by one three-way exclusive or. Constants and
+// the incoming register go in as on the other widths.
+struct Zmm {
+  using V = __m512i;
+  static constexpr size_t kBytes = 64;
+};
 // One 64-byte block moved on and added to `next` in one three-way exclusive or.
 __attribute__((target(GU_ZMM_TARGET))) inline __m512i fold512(__m512i x, __m512i k, __m512i next) {
   return _mm512_ternarylogic_epi64(_mm512_clmulepi64_epi128(x, k, 0x00),
@@ -691,21 +689,21 @@ __attribute__((target(GU_ZMM_TARGET))) uint32_t crc32cVpclmulAvx512(uint32_t crc
   constexpr size_t kWays = 4, kRound = 64 * kWays;
   if (len < kFoldFrom) return crc32cChains(crc, p, len);
   if (len < kRound) return foldSse(crc, p, len);
-  __m512i z[kWays];
+  __m512i z[kWays], move, k128, k64;
 #pragma GCC unroll 4
-  for (size_t i = 0; i < kWays; ++i) z[i] = load512(p + 64 * i);
-  z[0] = _mm512_xor_si512(z[0], _mm512_set_epi64(0, 0, 0, 0, 0, 0, 0, static_cast<uint32_t>(~crc)));
+  for (size_t i = 0; i < kWays; ++i) z[i] = _mm512_loadu_si512(p + 64 * i);
+  addRegister<Zmm>(z[0], ~crc);
   p += kRound, len -= kRound;
-  const __m512i kMove = foldConstant512(kFoldBy<kRound>);
+  foldConstant<Zmm>(move, kFoldBy<kRound>);
   for (; len >= kRound; len -= kRound, p += kRound) {
 #pragma GCC unroll 4
-    for (size_t i = 0; i < kWays; ++i) z[i] = fold512(z[i], kMove, load512(p + 64 * i));
+    for (size_t i = 0; i < kWays; ++i) z[i] = fold512(z[i], move, _mm512_loadu_si512(p + 64 * i));
   }
-  const __m512i k128 = foldConstant512(kFoldBy<128>), k64 = foldConstant512(kFoldBy<64>);
+  foldConstant<Zmm>(k128, kFoldBy<128>), foldConstant<Zmm>(k64, kFoldBy<64>);
   z[2] = fold512(z[0], k128, z[2]);
   z[3] = fold512(z[1], k128, z[3]);
   z[3] = fold512(z[2], k64, z[3]);
-  for (; len >= 64; len -= 64, p += 64) z[3] = fold512(z[3], k64, load512(p));
+  for (; len >= 64; len -= 64, p += 64) z[3] = fold512(z[3], k64, _mm512_loadu_si512(p));
   // The zero-masked extracts: g++ 12 warns that the plain ones' undefined filler is read.
   Ymm::V y = _mm512_maskz_extracti64x4_epi64(0xFF, z[3], 1), k;
   foldConstant<Ymm>(k, kFoldBy<32>);
