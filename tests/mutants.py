@@ -264,6 +264,8 @@ MUTANTS = [
     ("crc-fold-tail-dropped", "GeneralUtils.cpp", "return crc32cChains(~static_cast<uint32_t>(registerOf<W>(x)), p, len);", "return ~static_cast<uint32_t>(registerOf<W>(x));"),
     ("crc-fold-register-in-high-half", "GeneralUtils.cpp", "low[0] = c;", "low[1] = c;"),
     ("crc-ymm-narrow-drops-high-lane", "GeneralUtils.cpp", "return _mm_xor_si128(low, _mm256_extracti128_si256(x, 1));", "return _mm_xor_si128(low, _mm256_extracti128_si256(x, 0));"),
+    ("crc-zmm-join-wrong-distance", "GeneralUtils.cpp", "z[3] = fold512(z[2], k64, z[3]);", "z[3] = fold512(z[2], k128, z[3]);"),
+    ("crc-zmm-ignores-incoming", "GeneralUtils.cpp", "addRegister<Zmm>(z[0], ~crc);", "addRegister<Zmm>(z[0], ~0u);"),
     ("crc-xmm-fold-one-product", "GeneralUtils.cpp", "_mm_clmulepi64_si128(x, k, 0x00), _mm_clmulepi64_si128(x, k, 0x11)", "_mm_clmulepi64_si128(x, k, 0x00), _mm_clmulepi64_si128(x, k, 0x01)"),
     ("host-nodename-first-record-forever", "GeneralUtils.cpp", "if (const char* known = find(fresh.nodename)) return known;", "if (const Record* r = head_.load(memory_order_acquire)) return r->u.nodename;"),
     ("host-details-hash-signed-bytes", "GeneralUtils.cpp", "sumHash(reinterpret_cast<const unsigned char*>(text), strlen(text))", "sumHash(text, strlen(text))"),
